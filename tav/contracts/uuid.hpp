@@ -1,0 +1,56 @@
+// A 128-bit universally unique identifier, as layers, groups and references are named.
+#pragma once
+
+#include <array>
+#include <compare>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tav/contracts/json_coder.hpp"
+
+namespace tav {
+
+/// Sixteen bytes with value semantics, ordered and hashable. Written in the standard upper-case form
+/// "E621E1F8-C36C-495A-93FC-0C247A3E6E5F"; read from that form in either case.
+class Uuid {
+ public:
+  /// The nil UUID (all zero).
+  constexpr Uuid() = default;
+  explicit constexpr Uuid(const std::array<std::uint8_t, 16>& bytes) : bytes_(bytes) {}
+
+  /// A new random (version 4) UUID. Thread-safe.
+  static Uuid random();
+  /// Parses the 36-character hyphenated form; absent for anything else.
+  static std::optional<Uuid> parse(std::string_view text);
+
+  std::string toString() const;
+  const std::array<std::uint8_t, 16>& bytes() const { return bytes_; }
+
+  friend constexpr auto operator<=>(const Uuid&, const Uuid&) = default;
+  friend constexpr bool operator==(const Uuid&, const Uuid&) = default;
+
+ private:
+  std::array<std::uint8_t, 16> bytes_{};
+};
+
+template <>
+struct JsonCoder<Uuid> {
+  static Uuid decode(const JsonValue& json, const JsonPath& path);
+  static void encode(JsonWriter& w, const Uuid& v) { w.string(v.toString()); }
+};
+
+}  // namespace tav
+
+template <>
+struct std::hash<tav::Uuid> {
+  std::size_t operator()(const tav::Uuid& id) const noexcept {
+    std::uint64_t a = 0;
+    std::uint64_t b = 0;
+    for (int i = 0; i < 8; ++i) a = (a << 8) | id.bytes()[i];
+    for (int i = 8; i < 16; ++i) b = (b << 8) | id.bytes()[i];
+    return static_cast<std::size_t>(a ^ (b * 0x9E3779B97F4A7C15ULL));
+  }
+};
