@@ -1,0 +1,209 @@
+// The read-only structure questions of a scene format: folders, ancestry, members and mask roles.
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "tav/scene/scene.hpp"
+#include "tav/structure/folder_group.hpp"
+
+namespace tav {
+namespace {
+
+const SceneElement* findElement(const std::vector<SceneElement>& elements, const Uuid& id) {
+  auto it = std::find_if(elements.begin(), elements.end(), [&id](const SceneElement& e) { return e.id() == id; });
+  return it == elements.end() ? nullptr : &*it;
+}
+
+}  // namespace
+
+std::unordered_set<Uuid> FolderGroup::memberIDs() const {
+  std::unordered_set<Uuid> ids;
+  for (const auto& member : members) ids.insert(member.id());
+  return ids;
+}
+
+bool FolderGroup::contains(const Uuid& elementID) const {
+  return std::any_of(members.begin(), members.end(), [&](const SceneElement& e) { return e.id() == elementID; });
+}
+
+std::optional<IndexRange> FolderGroup::transitiveIndexRange(const Scene& scene) const {
+  std::unordered_set<Uuid> ids;
+  for (const auto& element : scene.elementsRecursive(group.id)) ids.insert(element.id());
+  std::optional<IndexRange> range;
+  const auto& elements = scene.elements();
+  for (std::size_t i = 0; i < elements.size(); ++i) {
+    if (!ids.contains(elements[i].id())) continue;
+    if (!range) range = IndexRange{i, i};
+    range->upperBound = i;
+  }
+  return range;
+}
+
+std::vector<Uuid> Scene::groupAncestryByGroupID(const Uuid& groupID) const {
+  const auto& map = groups();
+  std::vector<Uuid> ancestry;
+  std::unordered_set<Uuid> visited;
+  std::optional<Uuid> current = groupID;
+  while (current) {
+    auto it = map.find(*current);
+    if (it == map.end() || !visited.insert(*current).second) break;
+    ancestry.push_back(*current);
+    current = it->second.parentGroupID;
+  }
+  return ancestry;
+}
+
+std::vector<Uuid> Scene::groupAncestry(const Uuid& elementID) const {
+  const SceneElement* element = findElement(elements(), elementID);
+  if (element == nullptr || !element->groupMembership()) return {};
+  return groupAncestryByGroupID(element->groupMembership()->groupID);
+}
+
+std::vector<Uuid> Scene::nestedFolderIDs(const Uuid& groupID) const {
+  std::vector<Uuid> children;
+  for (const auto& [id, group] : groups()) {
+    if (group.kind == SceneElementGroupKind::folder && group.parentGroupID == groupID) children.push_back(id);
+  }
+  return children;
+}
+
+std::vector<SceneElement> Scene::elementsRecursive(const Uuid& groupID) const {
+  // Which groups lie inside `groupID` (itself included), decided once per group rather than per layer.
+  std::unordered_set<Uuid> inside;
+  for (const auto& [id, group] : groups()) {
+    auto ancestry = groupAncestryByGroupID(id);
+    if (std::find(ancestry.begin(), ancestry.end(), groupID) != ancestry.end()) inside.insert(id);
+  }
+  std::vector<SceneElement> result;
+  for (const auto& element : elements()) {
+    if (element.groupMembership() && inside.contains(element.groupMembership()->groupID)) result.push_back(element);
+  }
+  return result;
+}
+
+std::unordered_map<Uuid, int> Scene::transitiveMemberCounts() const {
+  // Direct members per group first, then each group's count is carried to its ancestors: one walk per
+  // group instead of one per layer.
+  std::unordered_map<Uuid, int> direct;
+  const auto& map = groups();
+  for (const auto& element : elements()) {
+    if (!element.groupMembership()) continue;
+    const Uuid& id = element.groupMembership()->groupID;
+    if (map.contains(id)) ++direct[id];
+  }
+  std::unordered_map<Uuid, int> counts;
+  for (const auto& [id, count] : direct) {
+    for (const auto& ancestor : groupAncestryByGroupID(id)) counts[ancestor] += count;
+  }
+  return counts;
+}
+
+std::optional<FolderGroup> Scene::folderGroupWithID(const Uuid& groupID) const {
+  auto it = groups().find(groupID);
+  if (it == groups().end() || it->second.kind != SceneElementGroupKind::folder) return std::nullopt;
+  FolderGroup folder{it->second, {}, {}};
+  const auto& list = elements();
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    const auto& membership = list[i].groupMembership();
+    if (!membership || membership->groupID != groupID) continue;
+    if (folder.members.empty()) folder.indexRange.lowerBound = i;
+    folder.indexRange.upperBound = i;
+    folder.members.push_back(list[i]);
+  }
+  if (folder.members.empty()) return std::nullopt;
+  return folder;
+}
+
+std::optional<FolderGroup> Scene::folderGroupContaining(const Uuid& elementID) const {
+  const SceneElement* element = findElement(elements(), elementID);
+  if (element == nullptr || !element->groupMembership()) return std::nullopt;
+  return folderGroupWithID(element->groupMembership()->groupID);
+}
+
+std::vector<FolderGroup> Scene::folderGroups() const {
+  // One pass over the layers fills every folder at once.
+  std::unordered_map<Uuid, FolderGroup> byID;
+  for (const auto& [id, group] : groups()) {
+    if (group.kind == SceneElementGroupKind::folder) byID.emplace(id, FolderGroup{group, {}, {}});
+  }
+  const auto& list = elements();
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    const auto& membership = list[i].groupMembership();
+    if (!membership) continue;
+    auto it = byID.find(membership->groupID);
+    if (it == byID.end()) continue;
+    auto& folder = it->second;
+    if (folder.members.empty()) folder.indexRange.lowerBound = i;
+    folder.indexRange.upperBound = i;
+    folder.members.push_back(list[i]);
+  }
+  std::vector<FolderGroup> result;
+  // Map order (ascending id) first, so folders with equal lower bounds come out the same every time.
+  for (const auto& [id, group] : groups()) {
+    auto it = byID.find(id);
+    if (it != byID.end() && !it->second.members.empty()) result.push_back(std::move(it->second));
+  }
+  std::stable_sort(result.begin(), result.end(), [](const FolderGroup& a, const FolderGroup& b) {
+    return a.indexRange.lowerBound < b.indexRange.lowerBound;
+  });
+  return result;
+}
+
+std::optional<Uuid> Scene::maskGroupAncestorOfGroup(const Uuid& groupID) const {
+  for (const auto& id : groupAncestryByGroupID(groupID)) {
+    auto it = groups().find(id);
+    if (it != groups().end() && it->second.isMaskGroup()) return id;
+  }
+  return std::nullopt;
+}
+
+std::optional<Uuid> Scene::maskGroupAncestorOfElement(const Uuid& elementID) const {
+  const SceneElement* element = findElement(elements(), elementID);
+  if (element == nullptr || !element->groupMembership()) return std::nullopt;
+  return maskGroupAncestorOfGroup(element->groupMembership()->groupID);
+}
+
+bool Scene::hasMaskLinkOutside(const std::vector<Uuid>& ids) const {
+  std::unordered_set<Uuid> set(ids.begin(), ids.end());
+  for (const auto& element : elements()) {
+    const auto& mask = element.settings().mask;
+    if (!mask || !mask->layerID) continue;
+    if (set.contains(element.id()) != set.contains(*mask->layerID)) return true;
+  }
+  return false;
+}
+
+bool Scene::containsMaskRole(const std::vector<Uuid>& ids) const {
+  std::unordered_set<Uuid> maskTargets;
+  std::unordered_map<Uuid, const SceneElement*> firstByID;
+  for (const auto& element : elements()) {
+    firstByID.try_emplace(element.id(), &element);
+    const auto& mask = element.settings().mask;
+    if (mask && mask->layerID) maskTargets.insert(*mask->layerID);
+  }
+  for (const auto& id : ids) {
+    auto it = firstByID.find(id);
+    if (it == firstByID.end()) continue;
+    const SceneElement& element = *it->second;
+    if (!element.groupMembership() || !maskGroupAncestorOfGroup(element.groupMembership()->groupID)) continue;
+    const auto& mask = element.settings().mask;
+    if ((mask && mask->layerID) || maskTargets.contains(id)) return true;
+  }
+  return false;
+}
+
+void Scene::addGroup(SceneElementGroup group) {
+  auto& map = routedFormatForEditing().groups;
+  Uuid id = group.id;
+  map.insert_or_assign(id, std::move(group));
+}
+
+void Scene::removeGroup(const Uuid& groupID) {
+  auto& format = routedFormatForEditing();
+  format.groups.erase(groupID);
+  for (auto& element : format.elements) {
+    if (element.groupMembership() && element.groupMembership()->groupID == groupID) element.setGroupMembership(std::nullopt);
+  }
+}
+
+}  // namespace tav

@@ -1,0 +1,14 @@
+// The exit statuses of tavo, after BSD's sysexits: scripts tell a bad document from a missing file.
+#pragma once
+
+namespace tav::tool {
+
+enum ExitStatus : int {
+  kSuccess = 0,
+  kUsage = 64,        // the command line is wrong
+  kDataError = 65,    // the input is not a valid document
+  kNoInput = 66,      // the input cannot be opened
+  kSoftware = 70,     // an internal failure
+};
+
+}  // namespace tav::tool
