@@ -1,0 +1,163 @@
+#include "tav/platform/file_user_defaults.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <fstream>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tav/contracts/json_coder.hpp"
+#include "tav/platform/atomic_file.hpp"
+
+namespace tav {
+namespace {
+
+/// A configuration directory that lives as long as one test.
+class ConfigDirectory {
+ public:
+  ConfigDirectory() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "tav-defaults-XXXXXX").string();
+    root_ = ::mkdtemp(pattern.data());
+  }
+  ~ConfigDirectory() { std::filesystem::remove_all(root_); }
+
+  std::vector<std::string> entries() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(root_ / "tavo")) {
+      names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  const std::filesystem::path& root() const { return root_; }
+  std::filesystem::path file() const { return root_ / "tavo" / "defaults.json"; }
+
+ private:
+  std::filesystem::path root_;
+};
+
+TEST(FileUserDefaults, ValuesSurviveANewInstance) {
+  ConfigDirectory config;
+  {
+    FileUserDefaults store(config.file());
+    store.set("CUSTOM_RECORDING_LOCATIONS", decodeJson<AnyCodable>(R"(["/a","/b"])"));
+    store.set("COUNT", JsonValue(3));
+    store.set("GONE", JsonValue(true));
+    store.remove("GONE");
+    EXPECT_TRUE(store.synchronize());
+  }
+  FileUserDefaults reopened(config.file());
+  EXPECT_EQ(reopened.value("CUSTOM_RECORDING_LOCATIONS"), decodeJson<AnyCodable>(R"(["/a","/b"])"));
+  EXPECT_EQ(reopened.value("COUNT"), JsonValue(3));
+  EXPECT_FALSE(reopened.value("GONE").has_value());
+  EXPECT_EQ(readWholeFile(config.file()), "{\"CUSTOM_RECORDING_LOCATIONS\":[\"/a\",\"/b\"],\"COUNT\":3}\n");
+  // Written files leave nothing behind but the file itself.
+  EXPECT_EQ(config.entries(), std::vector<std::string>{"defaults.json"});
+  EXPECT_EQ(std::filesystem::status(config.file()).permissions() & std::filesystem::perms::all,
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST(FileUserDefaults, CorruptFileIsKeptAsideAndStoreStartsEmpty) {
+  ConfigDirectory config;
+  std::filesystem::create_directories(config.file().parent_path());
+  const std::string damaged = R"({"COUNT": 3, "NAME": "half wri)";
+  std::ofstream(config.file(), std::ios::binary) << damaged;
+
+  ::testing::internal::CaptureStderr();
+  FileUserDefaults store(config.file());
+  std::string log = ::testing::internal::GetCapturedStderr();
+  EXPECT_FALSE(store.value("COUNT").has_value());
+  EXPECT_NE(log.find(config.file().string()), std::string::npos) << log;
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
+
+  std::vector<std::string> names = config.entries();
+  ASSERT_EQ(names.size(), 1u);
+  EXPECT_EQ(names[0].rfind("defaults.json.corrupt-", 0), 0u) << names[0];
+  EXPECT_EQ(readWholeFile(config.root() / "tavo" / names[0]), damaged);
+
+  // New settings go to a fresh file; the kept copy is left alone.
+  store.set("COUNT", JsonValue(4));
+  EXPECT_EQ(FileUserDefaults(config.file()).value("COUNT"), JsonValue(4));
+  EXPECT_EQ(readWholeFile(config.root() / "tavo" / names[0]), damaged);
+}
+
+TEST(FileUserDefaults, NonObjectAndEmptyFilesCountAsDamaged) {
+  ConfigDirectory config;
+  std::filesystem::create_directories(config.file().parent_path());
+  for (const char* text : {"[1, 2]", ""}) {
+    std::ofstream(config.file(), std::ios::binary | std::ios::trunc) << text;
+    ::testing::internal::CaptureStderr();
+    FileUserDefaults store(config.file());
+    ::testing::internal::GetCapturedStderr();
+    EXPECT_FALSE(std::filesystem::exists(config.file())) << text;
+  }
+  std::size_t kept = 0;
+  for (const auto& name : config.entries()) kept += name.rfind("defaults.json.corrupt-", 0) == 0 ? 1 : 0;
+  EXPECT_EQ(kept, 2u);
+}
+
+TEST(FileUserDefaults, ConcurrentWritersLoseNothing) {
+  ConfigDirectory config;
+  {
+    FileUserDefaults store(config.file());
+    std::vector<std::thread> writers;
+    for (int t = 0; t < 4; ++t) {
+      writers.emplace_back([&store, t] {
+        for (int i = 0; i < 25; ++i) store.set("K" + std::to_string(t * 100 + i), JsonValue(i));
+      });
+    }
+    for (auto& writer : writers) writer.join();
+  }
+  FileUserDefaults reopened(config.file());
+  for (int t = 0; t < 4; ++t) {
+    for (int i = 0; i < 25; ++i) EXPECT_EQ(reopened.value("K" + std::to_string(t * 100 + i)), JsonValue(i));
+  }
+  EXPECT_EQ(config.entries(), std::vector<std::string>{"defaults.json"});
+}
+
+TEST(FileUserDefaults, DefaultPathFollowsXdgConfigHome) {
+  const char* saved = std::getenv("XDG_CONFIG_HOME");
+  std::string savedValue = saved != nullptr ? saved : "";
+  ::setenv("XDG_CONFIG_HOME", "/srv/config", 1);
+  EXPECT_EQ(FileUserDefaults::defaultPath(), std::filesystem::path("/srv/config/tavo/defaults.json"));
+  ::setenv("XDG_CONFIG_HOME", "relative/ignored", 1);
+  EXPECT_EQ(FileUserDefaults::defaultPath().parent_path().parent_path().filename(), ".config");
+  if (saved != nullptr) {
+    ::setenv("XDG_CONFIG_HOME", savedValue.c_str(), 1);
+  } else {
+    ::unsetenv("XDG_CONFIG_HOME");
+  }
+}
+
+TEST(UserDefaults, ChangeHandlersHearEveryChangeOfTheirStoreOnly) {
+  InMemoryUserDefaults store;
+  InMemoryUserDefaults other;
+  int calls = 0;
+  auto id = store.addChangeHandler([&] {
+    ++calls;
+    EXPECT_TRUE(store.value("K").has_value() || calls == 2);  // the store is readable from a handler
+  });
+  store.set("K", JsonValue("v"));
+  other.set("K", JsonValue("w"));
+  store.remove("K");
+  EXPECT_EQ(calls, 2);
+  store.removeChangeHandler(id);
+  store.set("K", JsonValue("x"));
+  EXPECT_EQ(calls, 2);
+}
+
+TEST(UserDefaults, StandardIsInstallable) {
+  std::shared_ptr<UserDefaults> before = UserDefaults::standard();
+  ASSERT_NE(before, nullptr);
+  auto installed = std::make_shared<InMemoryUserDefaults>();
+  UserDefaults::setStandard(installed);
+  EXPECT_EQ(UserDefaults::standard(), installed);
+  UserDefaults::setStandard(before);
+}
+
+}  // namespace
+}  // namespace tav
