@@ -21,6 +21,8 @@ std::optional<Url> SceneElementVideoSettings::prepareVideoFile() const {
   std::filesystem::path target = playable->filePath();
   std::error_code ignored;
   if (!std::filesystem::exists(target, ignored)) {
+    // The stores name the playable place without making its directory.
+    if (target.has_parent_path()) std::filesystem::create_directories(target.parent_path());
     std::filesystem::create_hard_link(source->filePath(), target);
   }
   return playable;

@@ -27,10 +27,10 @@ struct SceneElementVideoSettings {
   std::optional<Url> videoURL() const { return url(); }
 
   /// Makes sure a file that a media reader can open exists, and returns its URL. The store keeps its
-  /// files under names of its own (perhaps without an extension), so the playable URL is hard-linked
-  /// to the stored file when nothing is there yet; no directory is created for it. Absent without a
-  /// reference, or when the store has no source or playable URL for it. Throws
-  /// std::filesystem::filesystem_error when the link cannot be made.
+  /// files under names of its own (perhaps without an extension), so when nothing is at the playable
+  /// URL yet it becomes a hard link to the stored file, its directory created first if need be.
+  /// Absent without a reference, or when the store has no source or playable URL for it. Throws
+  /// std::filesystem::filesystem_error when the directory or the link cannot be made.
   std::optional<Url> prepareVideoFile() const;
 
   /// Takes `reference` and `looping` when `incoming` has them; the source's size and file name never
