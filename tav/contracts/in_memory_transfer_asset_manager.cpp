@@ -92,7 +92,10 @@ std::optional<Url> InMemoryTransferAssetManager::playableFile(const TransferAsse
   std::lock_guard lock(mutex_);
   const Asset* asset = find(reference);
   if (asset == nullptr) return std::nullopt;
-  return Url::fileUrl(temporaryDirectory() / "playable" / fileName(reference.name, asset->pathExtension));
+  std::filesystem::path folder = temporaryDirectory() / "playable";
+  std::error_code ignored;
+  std::filesystem::create_directories(folder, ignored);
+  return Url::fileUrl(folder / fileName(reference.name, asset->pathExtension));
 }
 
 bool InMemoryTransferAssetManager::setThumbnail(const TransferAssetReference& reference, std::string_view pngBytes) {

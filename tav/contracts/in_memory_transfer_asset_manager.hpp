@@ -16,7 +16,7 @@ namespace tav {
 /// Assets live in memory under fresh UUID names. Callers that need a file (locate, thumbnail) get one
 /// written on first request into a private temporary directory that the store removes when it is
 /// destroyed; the file is rewritten if someone deleted it. playableFile names a path in that directory
-/// without creating it, as the directory store does. Thread-safe: one mutex guards the store.
+/// without creating the file (only its folder), as the directory store does. Thread-safe: one mutex guards the store.
 class InMemoryTransferAssetManager final : public HostTransferAssetManager {
  public:
   InMemoryTransferAssetManager();

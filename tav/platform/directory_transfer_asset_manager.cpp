@@ -133,7 +133,12 @@ std::optional<Url> DirectoryTransferAssetManager::thumbnail(const TransferAssetR
 
 std::optional<Url> DirectoryTransferAssetManager::playableFile(const TransferAssetReference& reference) {
   if (!isValid(reference)) return std::nullopt;
-  return Url::fileUrl(root_ / "playable" / fileName(reference));
+  // The folder is made here so that a caller can link the asset into place straight away; the file
+  // itself is the caller's to make.
+  std::filesystem::path folder = root_ / "playable";
+  std::error_code ignored;
+  std::filesystem::create_directories(folder, ignored);
+  return Url::fileUrl(folder / fileName(reference));
 }
 
 void DirectoryTransferAssetManager::setThumbnail(const TransferAssetReference& reference, std::string_view pngBytes) {

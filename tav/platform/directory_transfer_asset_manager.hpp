@@ -37,8 +37,8 @@ class DirectoryTransferAssetManager final : public HostTransferAssetManager {
   std::optional<Url> locate(const TransferAssetReference& reference) override;
   /// Present only when a thumbnail file exists for the asset.
   std::optional<Url> thumbnail(const TransferAssetReference& reference) override;
-  /// The path under "playable/" whether or not a file is there yet; absent for a reference that
-  /// cannot name a file in this store.
+  /// The path under "playable/" whether or not a file is there yet (the folder is made, so the caller
+  /// can link the asset there); absent for a reference that cannot name a file in this store.
   std::optional<Url> playableFile(const TransferAssetReference& reference) override;
 
   /// Stores PNG bytes as the thumbnail of `reference`, replacing any before.

@@ -68,6 +68,10 @@ TYPED_TEST(TransferAssetStore, BytesReadBackAndLocateAsARealFile) {
   ASSERT_TRUE(playable.has_value());
   EXPECT_EQ(playable->lastPathComponent(), reference.name + ".png");
   EXPECT_EQ(playable->filePath().parent_path().filename(), "playable");
+  // The caller links the asset into place, as a video layer does before playing it.
+  EXPECT_FALSE(std::filesystem::exists(playable->filePath()));
+  std::filesystem::create_hard_link(located->filePath(), playable->filePath());
+  EXPECT_EQ(readWholeFile(playable->filePath()), bytes);
   EXPECT_FALSE(store->thumbnail(reference).has_value());
 }
 
@@ -111,10 +115,12 @@ TEST(DirectoryTransferAssetManager, StoresAssetsAsFilesUnderTheRoot) {
   EXPECT_TRUE(std::filesystem::is_regular_file(directory.path() / "assets" / without.name));
   EXPECT_EQ(store.playableFile(without)->filePath(), directory.path() / "assets" / "playable" / without.name);
 
-  // Nothing but the two assets: no temporary file survives a write.
-  std::size_t count = 0;
-  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(directory.path() / "assets")) ++count;
-  EXPECT_EQ(count, 2u);
+  // No file but the two assets: no temporary file survives a write.
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(directory.path() / "assets")) {
+    files += entry.is_regular_file() ? 1 : 0;
+  }
+  EXPECT_EQ(files, 2u);
 
   // A second store on the same root sees the same assets.
   DirectoryTransferAssetManager reopened(directory.path() / "assets");
