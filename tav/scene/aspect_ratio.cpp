@@ -24,6 +24,14 @@ constexpr std::array<AspectRatioInfo, 6> kAspectRatios{{
     {AspectRatio::unknown, "16:9", "Landscape 16:9", "Landscape", 16.0 / 9.0, false, {1920, 1080}},
 }};
 
+constexpr bool tableFollowsCaseOrder() {
+  for (std::size_t i = 0; i < kAspectRatios.size(); ++i) {
+    if (EnumTraits<AspectRatio>::cases[i].value != kAspectRatios[i].aspect) return false;
+  }
+  return kAspectRatios.size() == EnumTraits<AspectRatio>::cases.size();
+}
+static_assert(tableFollowsCaseOrder());
+
 const AspectRatioInfo& info(AspectRatio aspect) { return kAspectRatios[caseIndex(aspect)]; }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <exception>
 #include <fstream>
 #include <iterator>
 #include <system_error>
@@ -36,7 +37,12 @@ std::optional<TransferAssetReference> Background::stockReference() const {
 
 std::optional<Url> Background::url() const {
   if (!reference) return std::nullopt;
-  return HostTransferAssetManager::shared().locate(*reference);
+  try {
+    return HostTransferAssetManager::shared().locate(*reference);
+  } catch (const std::exception&) {
+    // A store that can't produce the file leaves the background without one, as a missing asset does.
+    return std::nullopt;
+  }
 }
 
 std::optional<Url> Background::videoURL() const {
@@ -74,7 +80,11 @@ std::optional<TransferAssetReference> Background::thumbnailReference() const {
 std::optional<Url> Background::thumbnailURL() const {
   auto thumbnail = thumbnailReference();
   if (!thumbnail) return std::nullopt;
-  return HostTransferAssetManager::shared().thumbnail(*thumbnail);
+  try {
+    return HostTransferAssetManager::shared().thumbnail(*thumbnail);
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
 }
 
 std::optional<BackgroundImage> Background::image() const {

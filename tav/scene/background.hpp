@@ -58,7 +58,8 @@ struct Background {
   std::string title() const;
   /// For a stock background, the reference "STOCK_BACKGROUND_<stockImage>" (name only); else absent.
   std::optional<TransferAssetReference> stockReference() const;
-  /// The file of `reference` in the asset store; absent without a reference.
+  /// The file of `reference` in the asset store; absent without a reference, or when the store has no
+  /// such asset or fails to produce its file.
   std::optional<Url> url() const;
   /// Where the playable copy of a video background lives: the user's cache directory
   /// ($XDG_CACHE_HOME, else ~/.cache), then "Morvane/Tavo/Playback/<id>.<extension of reference>".
@@ -71,7 +72,7 @@ struct Background {
   /// For a stored background, the reference of its thumbnail: `reference`'s name with "-thumbnail"
   /// appended, extension "png". Else absent.
   std::optional<TransferAssetReference> thumbnailReference() const;
-  /// The store's thumbnail file of thumbnailReference().
+  /// The store's thumbnail file of thumbnailReference(); absent when the store has none.
   std::optional<Url> thumbnailURL() const;
   /// Without a reference: the resource "Backgrounds/<stockImage>" (absent without a stock image).
   /// With one: the bytes of the file at url(); absent when they can't be read.

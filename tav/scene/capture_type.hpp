@@ -41,7 +41,7 @@ class CaptureType {
   };
 
   /// `unknown`.
-  CaptureType() = default;
+  CaptureType() : value_(Unknown{}) {}
   CaptureType(Display display) : value_(std::move(display)) {}
   CaptureType(Window window) : value_(std::move(window)) {}
   CaptureType(App app) : value_(std::move(app)) {}
@@ -70,7 +70,8 @@ class CaptureType {
   const Window* windowPayload() const { return std::get_if<Window>(&value_); }
   const App* appPayload() const { return std::get_if<App>(&value_); }
 
-  const std::variant<Unknown, Display, Window, App>& payload() const { return value_; }
+  /// The case and its values; the alternatives are in case order.
+  const std::variant<Display, Window, App, Unknown>& payload() const { return value_; }
 
   /// display, window: the decimal identifier. app: the bundle identifier followed directly by the
   /// decimal display id. unknown: "UNKNOWN_CAPTURE_TYPE".
@@ -86,7 +87,7 @@ class CaptureType {
   friend bool operator==(const CaptureType&, const CaptureType&) = default;
 
  private:
-  std::variant<Unknown, Display, Window, App> value_;
+  std::variant<Display, Window, App, Unknown> value_;
 };
 
 /// One object with a single key naming the case, whose value holds the associated values:

@@ -1,0 +1,94 @@
+#include "tav/scene/scene_transition.hpp"
+
+#include <gtest/gtest.h>
+
+namespace tav {
+namespace {
+
+using T = SceneTransitionType;
+using List = std::vector<SceneTransitionType>;
+
+TEST(SceneTransitionType, NoneIsStoredAsCut) {
+  EXPECT_EQ(decodeJson<T>(R"("cut")"), T::none);
+  EXPECT_THROW(decodeJson<T>(R"("none")"), DecodingError);
+  EXPECT_EQ(encodeJson(T::none), R"("cut")");
+  EXPECT_EQ(encodeJson(T::pageCurl), R"("pageCurl")");
+  EXPECT_EQ(allCases<T>().size(), 23u);
+  EXPECT_EQ(allCases<T>().back(), T::reveal);
+}
+
+TEST(SceneTransitionType, DisplayNamesDefaultToEnglishTitles) {
+  EXPECT_EQ(displayName(T::none), "None");
+  EXPECT_EQ(displayName(T::fadeBlack), "Fade Through Black");
+  EXPECT_EQ(displayName(T::noiseDissolve), "Noise Dissolve");
+  EXPECT_EQ(displayName(T::tileFlip), "Tile Flip");
+}
+
+TEST(SceneTransitionConfig, TypeRequiredDurationOptional) {
+  EXPECT_EQ(encodeJson(SceneTransitionConfig::default_()), R"({"type":"dissolve"})");
+  EXPECT_EQ(encodeJson(SceneTransitionConfig{T::wipeLeft, 0.75}), R"({"type":"wipeLeft","duration":0.75})");
+  EXPECT_EQ(decodeJson<SceneTransitionConfig>(R"({"duration":1.5,"type":"burn"})"),
+            (SceneTransitionConfig{T::burn, 1.5}));
+  EXPECT_EQ(decodeJson<SceneTransitionConfig>(R"({"type":"cut"})"), (SceneTransitionConfig{T::none, std::nullopt}));
+  EXPECT_THROW(decodeJson<SceneTransitionConfig>(R"({"duration":1})"), DecodingError);
+  EXPECT_THROW(decodeJson<SceneTransitionConfig>(R"({"type":"sparkle"})"), DecodingError);
+  EXPECT_NE(std::hash<SceneTransitionConfig>()({T::burn, 1.5}), std::hash<SceneTransitionConfig>()({T::burn, 2.0}));
+}
+
+TEST(SceneTransitionConfig, FormattedDurations) {
+  EXPECT_EQ(SceneTransitionConfig::formattedDuration(0.25), "0.25s");
+  EXPECT_EQ(SceneTransitionConfig::formattedDuration(1.25), "1.25s");
+  EXPECT_EQ(SceneTransitionConfig::formattedDuration(0.5), "0.5s");
+  EXPECT_EQ(SceneTransitionConfig::formattedDuration(1.5), "1.5s");
+  EXPECT_EQ(SceneTransitionConfig::formattedDuration(2.0), "2.0s");
+  EXPECT_EQ(SceneTransitionConfig::availableDurations, (std::array<double, 6>{0.25, 0.5, 0.75, 1.0, 1.5, 2.0}));
+}
+
+TEST(SceneTransitionList, NormalisedCutsOrPadsWithCuts) {
+  List list{T::dissolve, T::burn};
+  EXPECT_EQ(normalised(list, 2), list);
+  EXPECT_EQ(normalised(list, 1), (List{T::dissolve}));
+  EXPECT_EQ(normalised(list, 4), (List{T::dissolve, T::burn, T::none, T::none}));
+  EXPECT_EQ(normalised(list, 0), List{});
+}
+
+TEST(SceneTransitionList, ReorderCarriesEachTransitionWithItsClip) {
+  // Clips A B C with joins A|B dissolve, B|C burn. Moving A to the end gives B C A: B's burn leads,
+  // then C's appended cut, and A's dissolve falls off the end.
+  List list{T::dissolve, T::burn};
+  EXPECT_EQ(reorderedFollowingClip(list, 0, 2, 3), (List{T::burn, T::none}));
+  // Moving C to the front gives C A B: C's cut, then A's dissolve.
+  EXPECT_EQ(reorderedFollowingClip(list, 2, 0, 3), (List{T::none, T::dissolve}));
+  // A destination past the end is clamped to the end.
+  EXPECT_EQ(reorderedFollowingClip(list, 0, 99, 3), (List{T::burn, T::none}));
+  EXPECT_EQ(reorderedFollowingClip(list, 1, -5, 3), (List{T::burn, T::dissolve}));
+}
+
+TEST(SceneTransitionList, ReorderWithSourceOutOfRangeStillFitsTheClips) {
+  List list{T::dissolve};
+  EXPECT_EQ(reorderedFollowingClip(list, 5, 0, 4), (List{T::dissolve, T::none, T::none}));
+  EXPECT_EQ(reorderedFollowingClip(list, -1, 0, 1), List{});
+}
+
+TEST(SceneTransitionList, RemovingClipDropsTheTransitionThatFollowedIt) {
+  List list{T::dissolve, T::burn};
+  EXPECT_EQ(removingClip(list, 0, 2), (List{T::burn}));
+  // Removing the last clip removes the appended cut; the list only loses what no longer fits.
+  EXPECT_EQ(removingClip(list, 2, 2), (List{T::dissolve}));
+  EXPECT_EQ(removingClip(list, 2, 3), (List{T::dissolve, T::burn}));
+  EXPECT_EQ(removingClip(list, 1, 2), (List{T::dissolve}));
+  EXPECT_EQ(removingClip(list, 7, 1), List{});
+}
+
+TEST(CombineTransitionPlanner, OverlapIsHalfTheShorterClipCappedByBase) {
+  EXPECT_EQ(CombineTransitionPlanner::clampedOverlapSeconds({4, 1}, {T::dissolve}, 2), (std::vector<double>{0.5}));
+  EXPECT_EQ(CombineTransitionPlanner::clampedOverlapSeconds({4, 6}, {T::dissolve}, 1), (std::vector<double>{1}));
+  EXPECT_EQ(CombineTransitionPlanner::clampedOverlapSeconds({4, 6}, {T::none}, 1), (std::vector<double>{0}));
+  // Joins without an entry are cuts.
+  EXPECT_EQ(CombineTransitionPlanner::clampedOverlapSeconds({4, 4, 4}, {T::burn}, 1), (std::vector<double>{1, 0}));
+  EXPECT_EQ(CombineTransitionPlanner::clampedOverlapSeconds({4, 4}, {T::burn}, -1), (std::vector<double>{0}));
+  EXPECT_EQ(CombineTransitionPlanner::clampedOverlapSeconds({4}, {T::burn}, 1), std::vector<double>{});
+}
+
+}  // namespace
+}  // namespace tav
