@@ -57,6 +57,17 @@ void BM_BoostJsonParse(benchmark::State& state) {
 }
 BENCHMARK(BM_BoostJsonParse)->Unit(benchmark::kMillisecond);
 
+void BM_ExactParse(benchmark::State& state) {
+  const auto& text = document();
+  for (auto _ : state) {
+    boost::json::monotonic_resource resource;
+    auto value = parseJson(text, &resource);
+    benchmark::DoNotOptimize(value);
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK(BM_ExactParse)->Unit(benchmark::kMillisecond);
+
 void BM_BoostJsonSerialize(benchmark::State& state) {
   const auto value = boost::json::parse(document());
   for (auto _ : state) {

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -160,7 +161,20 @@ class JsonObjectReader {
   const JsonPath& path() const { return path_; }
 
   /// The raw value under `key`, null included; nullptr when the key is missing.
-  const JsonValue* find(std::string_view key) const { return object_->if_contains(key); }
+  /// Records are usually read in the order they were written, so the member after the last one found
+  /// is tried first; a miss falls back to a scan.
+  const JsonValue* find(std::string_view key) const {
+    const auto* members = object_->begin();
+    const std::size_t count = object_->size();
+    if (cursor_ < count && sameKey(members[cursor_], key)) return &members[cursor_++].value();
+    for (std::size_t i = 0; i < count; ++i) {
+      if (sameKey(members[i], key)) {
+        cursor_ = i + 1;
+        return &members[i].value();
+      }
+    }
+    return nullptr;
+  }
   bool contains(std::string_view key) const { return find(key) != nullptr; }
 
   template <class T>
@@ -185,8 +199,14 @@ class JsonObjectReader {
   }
 
  private:
+  static bool sameKey(const boost::json::key_value_pair& member, std::string_view key) {
+    auto k = member.key();
+    return k.size() == key.size() && (key.empty() || (k[0] == key[0] && std::memcmp(k.data(), key.data(), key.size()) == 0));
+  }
+
   const JsonObject* object_ = nullptr;
   const JsonPath& path_;
+  mutable std::size_t cursor_ = 0;
 };
 
 }  // namespace tav

@@ -1,19 +1,24 @@
 #include "tav/contracts/uuid.hpp"
 
+#include <array>
 #include <mutex>
 #include <random>
 
 namespace tav {
 namespace {
 
-int hexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
+// Hex digit values by character, -1 for anything else: documents hold many ids, so this is hot.
+constexpr std::array<std::int8_t, 256> kHexValues = [] {
+  std::array<std::int8_t, 256> table{};
+  table.fill(-1);
+  for (int c = '0'; c <= '9'; ++c) table[static_cast<std::size_t>(c)] = static_cast<std::int8_t>(c - '0');
+  for (int c = 'a'; c <= 'f'; ++c) table[static_cast<std::size_t>(c)] = static_cast<std::int8_t>(c - 'a' + 10);
+  for (int c = 'A'; c <= 'F'; ++c) table[static_cast<std::size_t>(c)] = static_cast<std::int8_t>(c - 'A' + 10);
+  return table;
+}();
 
-bool isHyphenPosition(std::size_t i) { return i == 8 || i == 13 || i == 18 || i == 23; }
+// Where each byte's two digits start in "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX".
+constexpr std::array<std::uint8_t, 16> kDigitOffsets = {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34};
 
 }  // namespace
 
@@ -40,21 +45,18 @@ Uuid Uuid::random() {
 }
 
 std::optional<Uuid> Uuid::parse(std::string_view text) {
-  if (text.size() != 36) return std::nullopt;
-  std::array<std::uint8_t, 16> bytes{};
-  std::size_t byte = 0;
-  for (std::size_t i = 0; i < 36;) {
-    if (isHyphenPosition(i)) {
-      if (text[i] != '-') return std::nullopt;
-      ++i;
-      continue;
-    }
-    int high = hexValue(text[i]);
-    int low = hexValue(text[i + 1]);
-    if (high < 0 || low < 0) return std::nullopt;
-    bytes[byte++] = static_cast<std::uint8_t>(high << 4 | low);
-    i += 2;
+  if (text.size() != 36 || text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-') {
+    return std::nullopt;
   }
+  std::array<std::uint8_t, 16> bytes{};
+  int invalid = 0;
+  for (std::size_t i = 0; i < 16; ++i) {
+    int high = kHexValues[static_cast<unsigned char>(text[kDigitOffsets[i]])];
+    int low = kHexValues[static_cast<unsigned char>(text[kDigitOffsets[i] + 1])];
+    invalid |= high | low;
+    bytes[i] = static_cast<std::uint8_t>((high << 4) | (low & 0xF));
+  }
+  if (invalid < 0) return std::nullopt;
   return Uuid(bytes);
 }
 

@@ -43,12 +43,12 @@ class Scene {
   /// The fields fixed for a document's life.
   struct Identity {
     /// Text, not a UUID: stock scenes have ids such as "DEFAULT_SCENE_1".
-    std::string id;
-    std::optional<std::string> templateID;
+    std::string id{};
+    std::optional<std::string> templateID{};
     /// True when the name is a localisation reference "key" or "key:table".
-    std::optional<bool> hasLocalisedName;
+    std::optional<bool> hasLocalisedName{};
     bool isTemplate = false;
-    std::optional<std::string> webOverlayID;
+    std::optional<std::string> webOverlayID{};
   };
 
   /// A scene of one format, stored under `primaryAspect`.
