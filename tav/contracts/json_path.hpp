@@ -18,9 +18,12 @@ class JsonPath {
 
   /// The value under `key` of the object at this path. The returned node refers to `*this` and to the
   /// characters of `key`: both must outlive it.
-  JsonPath key(std::string_view key) const { return JsonPath(this, key, 0, false); }
+  JsonPath key(std::string_view key) const& { return JsonPath(this, key, 0, false); }
   /// The element at `index` of the array at this path. Refers to `*this`.
-  JsonPath index(std::size_t index) const { return JsonPath(this, {}, index, true); }
+  JsonPath index(std::size_t index) const& { return JsonPath(this, {}, index, true); }
+  // A child of a temporary would outlive its parent: name each step of a longer path.
+  JsonPath key(std::string_view) const&& = delete;
+  JsonPath index(std::size_t) const&& = delete;
 
   bool isRoot() const { return parent_ == nullptr; }
 

@@ -131,7 +131,8 @@ TEST(SceneElementSettings, ReadsMissingKeysAsAbsentAndRefusesWrongTypes) {
   EXPECT_FALSE(settings.opacity.has_value());
 
   auto document = decodeJson<AnyCodable>(R"({"settings":{"cornerRadius":12.5}})");
-  JsonPath settingsPath = JsonPath::root().key("settings");
+  JsonPath root = JsonPath::root();
+  JsonPath settingsPath = root.key("settings");
   try {
     JsonCoder<SceneElementSettings>::decode(document.at("settings"), settingsPath);
     FAIL() << "a fractional corner radius must not read";
