@@ -4,9 +4,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "exit_status.hpp"
 #include "input.hpp"
+#include "scene_tree.hpp"
 #include "tav/contracts/json_coder.hpp"
 #include "tav/scene/scene.hpp"
 
@@ -15,6 +17,7 @@ namespace {
 
 struct SceneOptions {
   std::string file;
+  std::string aspect;
 };
 
 /// Reads and decodes the document named in `options`, reporting failures as tavo does.
@@ -64,6 +67,43 @@ void printInfo(const Scene& scene) {
   std::cout << '\n';
 }
 
+/// Mends every format: orphan groups, then folder contiguity, then frame contiguity.
+Scene repaired(Scene scene) {
+  for (AspectRatio aspect : scene.supportedAspects()) {
+    scene.setActiveAspect(aspect);
+    scene.cleanupOrphanGroups();
+    scene.normaliseGroupContiguity();
+    scene.normaliseFrameContiguity();
+  }
+  scene.setActiveAspect(std::nullopt);
+  return scene;
+}
+
+int printTree(const Scene& scene, const std::string& aspectText) {
+  std::vector<AspectRatio> aspects = scene.supportedAspects();
+  if (!aspectText.empty()) {
+    auto aspect = enumFromRawValue<AspectRatio>(aspectText);
+    if (!aspect) {
+      std::cerr << "tavo: unknown aspect \"" << aspectText << "\" (one of landscape, portrait, fourByThree, "
+                << "threeByFour, square, unknown)\n";
+      return kUsage;
+    }
+    if (!scene.hasFormat(*aspect)) {
+      std::cerr << "tavo: the scene has no " << aspectText << " format\n";
+      return kDataError;
+    }
+    aspects = {*aspect};
+  }
+  for (AspectRatio aspect : aspects) {
+    const Scene routed = scene.withActiveAspect(aspect);
+    std::size_t count = routed.elements().size();
+    std::cout << rawValue(aspect) << " (" << title(aspect) << "), " << count << (count == 1 ? " layer" : " layers")
+              << (aspect == scene.primaryAspect() ? ", primary" : "") << '\n';
+    printSceneTree(routed, std::cout);
+  }
+  return kSuccess;
+}
+
 }  // namespace
 
 void addSceneCommands(CLI::App& app, int& status) {
@@ -86,6 +126,22 @@ void addSceneCommands(CLI::App& app, int& status) {
       printInfo(*loaded);
       status = kSuccess;
     }
+  });
+
+  auto repairOptions = std::make_shared<SceneOptions>();
+  auto* repair = scene->add_subcommand(
+      "repair", "Mend a scene: drop orphan groups, gather folders and frames, then write it as normalize does");
+  repair->add_option("FILE", repairOptions->file, "The document; standard input when absent or -");
+  repair->callback([repairOptions, &status] {
+    if (auto loaded = loadScene(*repairOptions, status)) status = printNormalized(repaired(std::move(*loaded)));
+  });
+
+  auto treeOptions = std::make_shared<SceneOptions>();
+  auto* tree = scene->add_subcommand("tree", "Show the layer hierarchy of each format, front to back");
+  tree->add_option("FILE", treeOptions->file, "The document; standard input when absent or -");
+  tree->add_option("--aspect", treeOptions->aspect, "Only this format (landscape, portrait, square, ...)");
+  tree->callback([treeOptions, &status] {
+    if (auto loaded = loadScene(*treeOptions, status)) status = printTree(*loaded, treeOptions->aspect);
   });
 }
 

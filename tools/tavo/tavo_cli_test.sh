@@ -67,5 +67,22 @@ check "unknown command" 64 $? out_is_empty
 run scene normalize a b
 check "too many arguments" 64 $? out_is_empty
 
+run scene tree "$data/damaged-scene.json"
+check "tree shows folders, split roles, frames and masks" 0 $? bash -c "grep -q '\[folder\] Titles' '$work/out' && grep -q 'split background of 50000000' '$work/out' && grep -q 'frame, column, 1 member' '$work/out'"
+
+run scene repair "$data/damaged-scene.json"
+check "repair drops the empty folder and gathers folders" 0 $? bash -c "! grep -q '\"Empty\"' '$work/out'"
+cp "$work/out" "$work/repaired.json"
+run scene tree --aspect landscape "$work/repaired.json"
+check "repaired folders are contiguous and frames sit before their frame" 0 $? bash -c \
+  "sed -n '2,5p' '$work/out' | grep -q 'Badge' && sed -n '11p' '$work/out' | grep -q 'Card A'"
+run scene repair "$work/repaired.json"
+check "repair is stable" 0 $? cmp -s "$work/out" "$work/repaired.json"
+
+run scene tree --aspect portrait "$data/damaged-scene.json"
+check "tree of a missing format" 65 $? out_is_empty
+run scene tree --aspect wide "$data/damaged-scene.json"
+check "tree of an unknown aspect" 64 $? out_is_empty
+
 echo "$passed passed, $failed failed"
 [[ $failed -eq 0 ]]
