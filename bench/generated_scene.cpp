@@ -207,7 +207,8 @@ class Generator {
     std::vector<Uuid> ids(n);
     for (auto& id : ids) id = nextID();
 
-    // Folder chains: every 25 layers a chain of `folderDepth` nested folders holding five layers.
+    // Folder chains: every 25 layers a chain of `folderDepth` nested folders holding five layers,
+    // every other layer, so that gathering folders has work to do.
     struct Folder {
       Uuid id;
       std::optional<Uuid> parent;
@@ -218,13 +219,15 @@ class Generator {
     std::vector<std::optional<std::pair<Uuid, bool>>> splitOf(n);  // group, isForeground
     std::vector<Folder> splits;
     std::vector<std::optional<Uuid>> frameOf(n);
-    for (std::size_t start = 0; start + 5 <= n; start += 25) {
+    for (std::size_t start = 0; start + 9 <= n; start += 25) {
       std::optional<Uuid> parent;
       for (std::size_t d = 0; d < shape.folderDepth; ++d) {
         folders.push_back({nextID(), parent, false});
         parent = folders.back().id;
       }
-      for (std::size_t k = 0; k < 5; ++k) folderOf[start + k] = folders[folders.size() - 1 - (k % shape.folderDepth)].id;
+      for (std::size_t k = 0; k < 5; ++k) {
+        folderOf[start + 2 * k] = folders[folders.size() - 1 - (k % shape.folderDepth)].id;
+      }
     }
     // Every 50 layers: a split pair at 10 and 12, and a frame at 20 with members 17 to 19.
     for (std::size_t start = 0; start + 21 <= n; start += 50) {

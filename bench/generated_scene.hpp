@@ -14,8 +14,8 @@ struct GeneratedSceneShape {
   unsigned seed = 1;
 };
 
-/// A scene document as JSON text. Every format holds `layersPerFormat` layers: about one in five in a
-/// folder chain, one in twenty masked by its neighbour, a split-video pair and a frame with members
+/// A scene document as JSON text. Every format holds `layersPerFormat` layers: one in five in a folder
+/// chain (every other layer of a run of nine), one in twenty masked by its neighbour, a split-video pair and a frame with members
 /// every fifty layers, unknown keys on some layers and at the top level.
 std::string generateSceneDocument(const GeneratedSceneShape& shape);
 

@@ -51,9 +51,10 @@ class JsonWriter {
   template <class T>
   void field(std::string_view name, const T& v) { key(name); value(v); }
 
-  /// A member written only when `v` holds a value.
-  template <class T>
-  void optionalField(std::string_view name, const std::optional<T>& v) {
+  /// A member written only when `v` holds a value (a std::optional or anything that tests and
+  /// dereferences like one).
+  template <class Optional>
+  void optionalField(std::string_view name, const Optional& v) {
     if (v) field(name, *v);
   }
 

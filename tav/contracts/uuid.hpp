@@ -46,11 +46,19 @@ struct JsonCoder<Uuid> {
 
 template <>
 struct std::hash<tav::Uuid> {
+  /// Every bit of the id reaches every bit of the hash (ids that differ only in their last bytes are
+  /// common in tests and stock content).
   std::size_t operator()(const tav::Uuid& id) const noexcept {
     std::uint64_t a = 0;
     std::uint64_t b = 0;
     for (int i = 0; i < 8; ++i) a = (a << 8) | id.bytes()[i];
     for (int i = 8; i < 16; ++i) b = (b << 8) | id.bytes()[i];
-    return static_cast<std::size_t>(a ^ (b * 0x9E3779B97F4A7C15ULL));
+    std::uint64_t h = a ^ (b * 0x9E3779B97F4A7C15ULL) ^ (b >> 29);
+    h ^= h >> 33;
+    h *= 0xFF51AFD7ED558CCDULL;
+    h ^= h >> 33;
+    h *= 0xC4CEB9FE1A85EC53ULL;
+    h ^= h >> 33;
+    return static_cast<std::size_t>(h);
   }
 };

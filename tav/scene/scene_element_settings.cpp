@@ -8,7 +8,7 @@ namespace {
 
 /// Takes `incoming` into `stored` when it is present and differs from (or there is no) stored value.
 template <class T>
-bool take(std::optional<T>& stored, const std::optional<T>& incoming) {
+bool take(T& stored, const T& incoming) {
   if (!incoming || stored == incoming) return false;
   stored = incoming;
   return true;

@@ -12,6 +12,7 @@
 #include "tav/scene/hash_combine.hpp"
 #include "tav/scene/scene_color.hpp"
 #include "tav/scene/scene_enums.hpp"
+#include "tav/contracts/indirect.hpp"
 #include "tav/scene/scene_layout_item.hpp"
 #include "tav/scene/scene_mask.hpp"
 
@@ -37,7 +38,8 @@ struct SceneElementSettings {
   /// The user's name for the layer.
   std::optional<std::string> name;
   /// How the layer sits in its frame's flex layout.
-  std::optional<SceneLayoutItem> layout;
+  /// Kept out of line: most layers are in no frame, and the record is large.
+  OptionalIndirect<SceneLayoutItem> layout;
   std::optional<SceneMask> mask;
 
   /// The rectangle of the four geometry fields; absent when any of them is.

@@ -42,12 +42,13 @@ std::string feedTitle(const SceneElementFeedSettings& feed) {
 /// Decodes the payload of alternative `Index` from {"_0": payload}.
 template <std::size_t Index>
 SceneElementType decodePayload(const JsonValue& json, const JsonPath& path) {
-  using T = std::variant_alternative_t<Index, Payload>;
-  if constexpr (std::is_same_v<T, SceneElementType::Unknown>) {
+  using Alternative = std::variant_alternative_t<Index, Payload>;
+  if constexpr (std::is_same_v<Alternative, SceneElementType::Unknown>) {
     // The kind without a payload is an empty object; what else it holds is not ours to read.
     if (!json.is_object()) detail::throwExpected(path, "an object");
     return SceneElementType::unknown();
   } else {
+    using T = std::remove_cvref_t<decltype(*std::declval<Alternative>())>;
     JsonObjectReader reader(json, path);
     return SceneElementType(reader.required<T>(kPayloadKey));
   }
@@ -196,10 +197,10 @@ void SceneElementType::mergePayload(const SceneElementType& incoming) {
       [this](const auto& incomingPayload) {
         using T = std::decay_t<decltype(incomingPayload)>;
         auto& stored = std::get<T>(value_);
-        if constexpr (std::is_same_v<T, SceneFrameSettings>) {
-          stored = incomingPayload;  // a frame's layout is taken as a whole
+        if constexpr (std::is_same_v<T, Indirect<SceneFrameSettings>>) {
+          *stored = *incomingPayload;  // a frame's layout is taken as a whole
         } else if constexpr (!std::is_same_v<T, Unknown>) {
-          stored.merge(incomingPayload);
+          stored->merge(*incomingPayload);
         }
       },
       incoming.value_);
@@ -226,7 +227,7 @@ void JsonCoder<SceneElementType>::encode(JsonWriter& w, const SceneElementType& 
   std::visit(
       [&w](const auto& payload) {
         using T = std::decay_t<decltype(payload)>;
-        if constexpr (!std::is_same_v<T, SceneElementType::Unknown>) w.field(kPayloadKey, payload);
+        if constexpr (!std::is_same_v<T, SceneElementType::Unknown>) w.field(kPayloadKey, *payload);
       },
       v.payload());
   w.endObject();

@@ -10,6 +10,8 @@
 #include <string>
 #include <variant>
 
+#include "tav/contracts/indirect.hpp"
+
 #include "tav/contracts/json_coder.hpp"
 #include "tav/scene/element_capture_settings.hpp"
 #include "tav/scene/element_chat_message_settings.hpp"
@@ -49,23 +51,25 @@ class SceneElementType {
     friend bool operator==(const Unknown&, const Unknown&) = default;
   };
 
-  using Payload = std::variant<SceneElementTextSettings, SceneElementImageSettings, SceneElementShapeSettings,
-                               SceneElementFeedSettings, SceneElementCaptureSettings, SceneElementWebSettings,
-                               SceneElementVideoSettings, SceneElementChatMessageSettings, SceneFrameSettings,
-                               Unknown>;
+  /// Payloads are held out of line, so a layer stays small whatever its kind.
+  using Payload = std::variant<Indirect<SceneElementTextSettings>, Indirect<SceneElementImageSettings>,
+                               Indirect<SceneElementShapeSettings>, Indirect<SceneElementFeedSettings>,
+                               Indirect<SceneElementCaptureSettings>, Indirect<SceneElementWebSettings>,
+                               Indirect<SceneElementVideoSettings>, Indirect<SceneElementChatMessageSettings>,
+                               Indirect<SceneFrameSettings>, Unknown>;
 
   /// `unknown`.
   SceneElementType() : value_(Unknown{}) {}
   // One converting constructor per kind: a payload is its kind.
-  SceneElementType(SceneElementTextSettings settings) : value_(std::move(settings)) {}
-  SceneElementType(SceneElementImageSettings settings) : value_(std::move(settings)) {}
-  SceneElementType(SceneElementShapeSettings settings) : value_(std::move(settings)) {}
-  SceneElementType(SceneElementFeedSettings settings) : value_(std::move(settings)) {}
-  SceneElementType(SceneElementCaptureSettings settings) : value_(std::move(settings)) {}
-  SceneElementType(SceneElementWebSettings settings) : value_(std::move(settings)) {}
-  SceneElementType(SceneElementVideoSettings settings) : value_(std::move(settings)) {}
-  SceneElementType(SceneElementChatMessageSettings settings) : value_(std::move(settings)) {}
-  SceneElementType(SceneFrameSettings settings) : value_(std::move(settings)) {}
+  SceneElementType(SceneElementTextSettings settings) : value_(Indirect<SceneElementTextSettings>(std::move(settings))) {}
+  SceneElementType(SceneElementImageSettings settings) : value_(Indirect<SceneElementImageSettings>(std::move(settings))) {}
+  SceneElementType(SceneElementShapeSettings settings) : value_(Indirect<SceneElementShapeSettings>(std::move(settings))) {}
+  SceneElementType(SceneElementFeedSettings settings) : value_(Indirect<SceneElementFeedSettings>(std::move(settings))) {}
+  SceneElementType(SceneElementCaptureSettings settings) : value_(Indirect<SceneElementCaptureSettings>(std::move(settings))) {}
+  SceneElementType(SceneElementWebSettings settings) : value_(Indirect<SceneElementWebSettings>(std::move(settings))) {}
+  SceneElementType(SceneElementVideoSettings settings) : value_(Indirect<SceneElementVideoSettings>(std::move(settings))) {}
+  SceneElementType(SceneElementChatMessageSettings settings) : value_(Indirect<SceneElementChatMessageSettings>(std::move(settings))) {}
+  SceneElementType(SceneFrameSettings settings) : value_(Indirect<SceneFrameSettings>(std::move(settings))) {}
   SceneElementType(Unknown) : value_(Unknown{}) {}
 
   static SceneElementType unknown() { return SceneElementType(); }
@@ -86,32 +90,32 @@ class SceneElementType {
   bool isRetired() const { return kind() == Case::chatMessage; }
 
   // The payload when the type is that kind, else nullptr.
-  const SceneElementTextSettings* textSettings() const { return std::get_if<SceneElementTextSettings>(&value_); }
-  const SceneElementImageSettings* imageSettings() const { return std::get_if<SceneElementImageSettings>(&value_); }
-  const SceneElementShapeSettings* shapeSettings() const { return std::get_if<SceneElementShapeSettings>(&value_); }
-  const SceneElementFeedSettings* feedSettings() const { return std::get_if<SceneElementFeedSettings>(&value_); }
+  const SceneElementTextSettings* textSettings() const { return payloadIf<SceneElementTextSettings>(); }
+  const SceneElementImageSettings* imageSettings() const { return payloadIf<SceneElementImageSettings>(); }
+  const SceneElementShapeSettings* shapeSettings() const { return payloadIf<SceneElementShapeSettings>(); }
+  const SceneElementFeedSettings* feedSettings() const { return payloadIf<SceneElementFeedSettings>(); }
   const SceneElementCaptureSettings* captureSettings() const {
-    return std::get_if<SceneElementCaptureSettings>(&value_);
+    return payloadIf<SceneElementCaptureSettings>();
   }
-  const SceneElementWebSettings* webSettings() const { return std::get_if<SceneElementWebSettings>(&value_); }
-  const SceneElementVideoSettings* videoSettings() const { return std::get_if<SceneElementVideoSettings>(&value_); }
+  const SceneElementWebSettings* webSettings() const { return payloadIf<SceneElementWebSettings>(); }
+  const SceneElementVideoSettings* videoSettings() const { return payloadIf<SceneElementVideoSettings>(); }
   const SceneElementChatMessageSettings* chatMessageSettings() const {
-    return std::get_if<SceneElementChatMessageSettings>(&value_);
+    return payloadIf<SceneElementChatMessageSettings>();
   }
-  const SceneFrameSettings* frameSettings() const { return std::get_if<SceneFrameSettings>(&value_); }
+  const SceneFrameSettings* frameSettings() const { return payloadIf<SceneFrameSettings>(); }
 
   // The same for editing in place; the kind itself never changes through these.
-  SceneElementTextSettings* textSettings() { return std::get_if<SceneElementTextSettings>(&value_); }
-  SceneElementImageSettings* imageSettings() { return std::get_if<SceneElementImageSettings>(&value_); }
-  SceneElementShapeSettings* shapeSettings() { return std::get_if<SceneElementShapeSettings>(&value_); }
-  SceneElementFeedSettings* feedSettings() { return std::get_if<SceneElementFeedSettings>(&value_); }
-  SceneElementCaptureSettings* captureSettings() { return std::get_if<SceneElementCaptureSettings>(&value_); }
-  SceneElementWebSettings* webSettings() { return std::get_if<SceneElementWebSettings>(&value_); }
-  SceneElementVideoSettings* videoSettings() { return std::get_if<SceneElementVideoSettings>(&value_); }
+  SceneElementTextSettings* textSettings() { return payloadIf<SceneElementTextSettings>(); }
+  SceneElementImageSettings* imageSettings() { return payloadIf<SceneElementImageSettings>(); }
+  SceneElementShapeSettings* shapeSettings() { return payloadIf<SceneElementShapeSettings>(); }
+  SceneElementFeedSettings* feedSettings() { return payloadIf<SceneElementFeedSettings>(); }
+  SceneElementCaptureSettings* captureSettings() { return payloadIf<SceneElementCaptureSettings>(); }
+  SceneElementWebSettings* webSettings() { return payloadIf<SceneElementWebSettings>(); }
+  SceneElementVideoSettings* videoSettings() { return payloadIf<SceneElementVideoSettings>(); }
   SceneElementChatMessageSettings* chatMessageSettings() {
-    return std::get_if<SceneElementChatMessageSettings>(&value_);
+    return payloadIf<SceneElementChatMessageSettings>();
   }
-  SceneFrameSettings* frameSettings() { return std::get_if<SceneFrameSettings>(&value_); }
+  SceneFrameSettings* frameSettings() { return payloadIf<SceneFrameSettings>(); }
 
   /// The `text` field of a text layer (as stored, tokens unresolved); absent for other kinds.
   std::optional<std::string> text() const;
@@ -143,6 +147,17 @@ class SceneElementType {
   friend bool operator==(const SceneElementType&, const SceneElementType&) = default;
 
  private:
+  template <class T>
+  const T* payloadIf() const {
+    const auto* boxed = std::get_if<Indirect<T>>(&value_);
+    return boxed ? &**boxed : nullptr;
+  }
+  template <class T>
+  T* payloadIf() {
+    auto* boxed = std::get_if<Indirect<T>>(&value_);
+    return boxed ? &**boxed : nullptr;
+  }
+
   Payload value_;
 };
 

@@ -5,6 +5,8 @@
 
 #include "tav/scene/scene.hpp"
 #include "tav/structure/folder_group.hpp"
+#include "tav/structure/group_index.hpp"
+#include "tav/structure/uuid_index.hpp"
 
 namespace tav {
 namespace {
@@ -42,11 +44,10 @@ std::optional<IndexRange> FolderGroup::transitiveIndexRange(const Scene& scene) 
 std::vector<Uuid> Scene::groupAncestryByGroupID(const Uuid& groupID) const {
   const auto& map = groups();
   std::vector<Uuid> ancestry;
-  std::unordered_set<Uuid> visited;
   std::optional<Uuid> current = groupID;
   while (current) {
     auto it = map.find(*current);
-    if (it == map.end() || !visited.insert(*current).second) break;
+    if (it == map.end() || std::find(ancestry.begin(), ancestry.end(), *current) != ancestry.end()) break;
     ancestry.push_back(*current);
     current = it->second.parentGroupID;
   }
@@ -69,31 +70,30 @@ std::vector<Uuid> Scene::nestedFolderIDs(const Uuid& groupID) const {
 
 std::vector<SceneElement> Scene::elementsRecursive(const Uuid& groupID) const {
   // Which groups lie inside `groupID` (itself included), decided once per group rather than per layer.
-  std::unordered_set<Uuid> inside;
-  for (const auto& [id, group] : groups()) {
-    auto ancestry = groupAncestryByGroupID(id);
-    if (std::find(ancestry.begin(), ancestry.end(), groupID) != ancestry.end()) inside.insert(id);
+  detail::GroupIndex index(groups());
+  std::vector<bool> inside(index.size(), false);
+  for (std::size_t slot = 0; slot < index.size(); ++slot) {
+    index.walkUp(slot, [&](std::size_t ancestor) {
+      if (index.group(ancestor).id != groupID) return true;
+      inside[slot] = true;
+      return false;
+    });
   }
   std::vector<SceneElement> result;
   for (const auto& element : elements()) {
-    if (element.groupMembership() && inside.contains(element.groupMembership()->groupID)) result.push_back(element);
+    if (!element.groupMembership()) continue;
+    std::size_t slot = index.slotOf(element.groupMembership()->groupID);
+    if (slot != detail::GroupIndex::npos && inside[slot]) result.push_back(element);
   }
   return result;
 }
 
 std::unordered_map<Uuid, int> Scene::transitiveMemberCounts() const {
-  // Direct members per group first, then each group's count is carried to its ancestors: one walk per
-  // group instead of one per layer.
-  std::unordered_map<Uuid, int> direct;
-  const auto& map = groups();
-  for (const auto& element : elements()) {
-    if (!element.groupMembership()) continue;
-    const Uuid& id = element.groupMembership()->groupID;
-    if (map.contains(id)) ++direct[id];
-  }
+  detail::GroupIndex index(groups());
+  auto bySlot = detail::transitiveMemberCountsBySlot(elements(), index);
   std::unordered_map<Uuid, int> counts;
-  for (const auto& [id, count] : direct) {
-    for (const auto& ancestor : groupAncestryByGroupID(id)) counts[ancestor] += count;
+  for (std::size_t slot = 0; slot < bySlot.size(); ++slot) {
+    if (bySlot[slot] > 0) counts.emplace(index.group(slot).id, bySlot[slot]);
   }
   return counts;
 }
@@ -121,27 +121,26 @@ std::optional<FolderGroup> Scene::folderGroupContaining(const Uuid& elementID) c
 }
 
 std::vector<FolderGroup> Scene::folderGroups() const {
-  // One pass over the layers fills every folder at once.
-  std::unordered_map<Uuid, FolderGroup> byID;
-  for (const auto& [id, group] : groups()) {
-    if (group.kind == SceneElementGroupKind::folder) byID.emplace(id, FolderGroup{group, {}, {}});
-  }
+  // One pass over the layers fills every folder at once; slots follow the map's order, so folders
+  // with equal lower bounds come out the same every time.
+  detail::GroupIndex index(groups());
+  std::vector<FolderGroup> bySlot(index.size());
   const auto& list = elements();
   for (std::size_t i = 0; i < list.size(); ++i) {
     const auto& membership = list[i].groupMembership();
     if (!membership) continue;
-    auto it = byID.find(membership->groupID);
-    if (it == byID.end()) continue;
-    auto& folder = it->second;
+    std::size_t slot = index.slotOf(membership->groupID);
+    if (slot == detail::GroupIndex::npos || index.group(slot).kind != SceneElementGroupKind::folder) continue;
+    auto& folder = bySlot[slot];
     if (folder.members.empty()) folder.indexRange.lowerBound = i;
     folder.indexRange.upperBound = i;
     folder.members.push_back(list[i]);
   }
   std::vector<FolderGroup> result;
-  // Map order (ascending id) first, so folders with equal lower bounds come out the same every time.
-  for (const auto& [id, group] : groups()) {
-    auto it = byID.find(id);
-    if (it != byID.end() && !it->second.members.empty()) result.push_back(std::move(it->second));
+  for (std::size_t slot = 0; slot < bySlot.size(); ++slot) {
+    if (bySlot[slot].members.empty()) continue;
+    bySlot[slot].group = index.group(slot);
+    result.push_back(std::move(bySlot[slot]));
   }
   std::stable_sort(result.begin(), result.end(), [](const FolderGroup& a, const FolderGroup& b) {
     return a.indexRange.lowerBound < b.indexRange.lowerBound;
@@ -164,7 +163,8 @@ std::optional<Uuid> Scene::maskGroupAncestorOfElement(const Uuid& elementID) con
 }
 
 bool Scene::hasMaskLinkOutside(const std::vector<Uuid>& ids) const {
-  std::unordered_set<Uuid> set(ids.begin(), ids.end());
+  detail::UuidSet set(ids.size());
+  for (const auto& id : ids) set.insert(id);
   for (const auto& element : elements()) {
     const auto& mask = element.settings().mask;
     if (!mask || !mask->layerID) continue;
@@ -174,17 +174,17 @@ bool Scene::hasMaskLinkOutside(const std::vector<Uuid>& ids) const {
 }
 
 bool Scene::containsMaskRole(const std::vector<Uuid>& ids) const {
-  std::unordered_set<Uuid> maskTargets;
-  std::unordered_map<Uuid, const SceneElement*> firstByID;
+  detail::UuidSet maskTargets;
+  detail::UuidMap<const SceneElement*> firstByID(elements().size());
   for (const auto& element : elements()) {
-    firstByID.try_emplace(element.id(), &element);
+    firstByID.tryEmplace(element.id(), &element);
     const auto& mask = element.settings().mask;
     if (mask && mask->layerID) maskTargets.insert(*mask->layerID);
   }
   for (const auto& id : ids) {
-    auto it = firstByID.find(id);
-    if (it == firstByID.end()) continue;
-    const SceneElement& element = *it->second;
+    const SceneElement* const* found = firstByID.find(id);
+    if (found == nullptr) continue;
+    const SceneElement& element = **found;
     if (!element.groupMembership() || !maskGroupAncestorOfGroup(element.groupMembership()->groupID)) continue;
     const auto& mask = element.settings().mask;
     if ((mask && mask->layerID) || maskTargets.contains(id)) return true;

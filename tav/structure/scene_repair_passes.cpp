@@ -1,16 +1,20 @@
 // The whole-format passes that restore the structure's invariants after an edit or on reading a
-// damaged document. Each runs in time close to linear in the number of layers: look-ups go through
-// maps from id to index instead of scans of the array.
+// damaged document. They run after every edit, so each stays close to linear in the number of layers:
+// ids are looked up in flat maps, folder chains are walked over a flat group index.
 #include <algorithm>
+#include <cstdint>
 #include <numeric>
-#include <set>
-#include <unordered_map>
-#include <unordered_set>
 
 #include "tav/scene/scene.hpp"
+#include "tav/structure/group_index.hpp"
+#include "tav/structure/uuid_index.hpp"
 
 namespace tav {
 namespace {
+
+using detail::GroupIndex;
+using detail::UuidMap;
+using detail::UuidSet;
 
 // A mask chain longer than this is given up on rather than called a cycle.
 constexpr int kMaxMaskLinksFollowed = 64;
@@ -20,49 +24,68 @@ void dropMask(SceneElement& element) {
   element.setSettingsUpdated(true);
 }
 
-std::unordered_map<Uuid, std::size_t> firstIndexByID(const std::vector<SceneElement>& elements) {
-  std::unordered_map<Uuid, std::size_t> index;
-  index.reserve(elements.size());
-  for (std::size_t i = 0; i < elements.size(); ++i) index.try_emplace(elements[i].id(), i);
-  return index;
+constexpr std::size_t kNoIndex = GroupIndex::npos;
+
+/// The first index of each id in `referenced` (ids that links point at), or kNoIndex for ids no layer
+/// has. Only the referenced ids are tabled, so the table stays small when few layers are linked.
+void findFirstIndices(const std::vector<SceneElement>& elements, UuidMap<std::size_t>& referenced) {
+  if (referenced.empty()) return;
+  for (std::size_t i = 0; i < elements.size(); ++i) {
+    std::size_t* slot = referenced.find(elements[i].id());
+    if (slot != nullptr && *slot == kNoIndex) *slot = i;
+  }
+}
+
+constexpr std::uint8_t roleBit(SceneElementGroupRole role) {
+  return role == SceneElementGroupRole::splitForeground ? 1 : 2;
 }
 
 }  // namespace
 
 void Scene::cleanupOrphanGroups() {
   auto& format = routedFormatForEditing();
-
-  std::unordered_map<Uuid, std::set<SceneElementGroupRole>> rolesInUse;
-  for (const auto& element : format.elements) {
-    const auto& membership = element.groupMembership();
-    if (membership && membership->role) rolesInUse[membership->groupID].insert(*membership->role);
-  }
-  // Counted once, before anything goes: a parent counts its children's members, so it can outlive a
-  // child removed in this same sweep.
-  const auto counts = transitiveMemberCounts();
-
-  for (auto it = format.groups.begin(); it != format.groups.end();) {
-    const SceneElementGroup& group = it->second;
-    bool keep = false;
-    if (group.kind == SceneElementGroupKind::folder) {
-      int required = group.isMaskGroup() ? 2 : 1;
-      auto count = counts.find(group.id);
-      keep = count != counts.end() && count->second >= required;
-    } else {
-      auto roles = rolesInUse.find(group.id);
-      keep = roles != rolesInUse.end() && roles->second.contains(SceneElementGroupRole::splitForeground) &&
-             roles->second.contains(SceneElementGroupRole::splitBackground);
+  std::vector<bool> keep;
+  {
+    const GroupIndex index(format.groups);
+    std::vector<std::uint8_t> roles(index.size(), 0);
+    for (const auto& element : format.elements) {
+      const auto& membership = element.groupMembership();
+      if (!membership || !membership->role) continue;
+      std::size_t slot = index.slotOf(membership->groupID);
+      if (slot != GroupIndex::npos) roles[slot] |= roleBit(*membership->role);
     }
-    it = keep ? std::next(it) : format.groups.erase(it);
-  }
-
-  for (auto& element : format.elements) {
-    if (element.groupMembership() && !format.groups.contains(element.groupMembership()->groupID)) {
-      element.setGroupMembership(std::nullopt);
+    // Counted once, before anything goes: a parent counts its children's members, so it can outlive a
+    // child removed in this same sweep.
+    const auto counts = detail::transitiveMemberCountsBySlot(format.elements, index);
+    keep.resize(index.size());
+    for (std::size_t slot = 0; slot < index.size(); ++slot) {
+      const auto& group = index.group(slot);
+      if (group.kind == SceneElementGroupKind::folder) {
+        keep[slot] = counts[slot] >= (group.isMaskGroup() ? 2 : 1);
+      } else {
+        keep[slot] = roles[slot] == (roleBit(SceneElementGroupRole::splitForeground) |
+                                     roleBit(SceneElementGroupRole::splitBackground));
+      }
+    }
+    auto survives = [&](const Uuid& id) {
+      std::size_t slot = index.slotOf(id);
+      return slot != GroupIndex::npos && keep[slot];
+    };
+    // Memberships of removed (or never existing) groups go, and groups whose parent goes move to the
+    // top level; decided on the index before the map changes.
+    for (auto& element : format.elements) {
+      if (element.groupMembership() && !survives(element.groupMembership()->groupID)) {
+        element.setGroupMembership(std::nullopt);
+      }
+    }
+    for (std::size_t slot = 0; slot < index.size(); ++slot) {
+      const auto& parent = index.group(slot).parentGroupID;
+      if (keep[slot] && parent && !survives(*parent)) format.groups.at(index.group(slot).id).parentGroupID.reset();
     }
   }
-  for (auto& [id, group] : format.groups) {
-    if (group.parentGroupID && !format.groups.contains(*group.parentGroupID)) group.parentGroupID.reset();
+  std::size_t slot = 0;
+  for (auto it = format.groups.begin(); it != format.groups.end(); ++slot) {
+    it = keep[slot] ? std::next(it) : format.groups.erase(it);
   }
 
   repairMaskReferences();
@@ -71,60 +94,80 @@ void Scene::cleanupOrphanGroups() {
 
 void Scene::repairMaskReferences() {
   auto& elements = routedFormatForEditing().elements;
-  std::unordered_set<Uuid> ids;
-  ids.reserve(elements.size());
-  for (const auto& element : elements) ids.insert(element.id());
-
-  for (auto& element : elements) {
-    const auto& mask = element.settings().mask;
-    if (mask && mask->layerID && !ids.contains(*mask->layerID)) dropMask(element);
+  // Which masking layers exist: only the ids that masks point at are looked for.
+  std::vector<std::size_t> masked;
+  UuidMap<std::size_t> targets;
+  for (std::size_t i = 0; i < elements.size(); ++i) {
+    const auto& mask = elements[i].settings().mask;
+    if (!mask || !mask->layerID) continue;
+    masked.push_back(i);
+    targets.tryEmplace(*mask->layerID, kNoIndex);
   }
+  if (masked.empty()) return;
+  findFirstIndices(elements, targets);
 
-  std::unordered_map<Uuid, Uuid> maskedBy;
-  for (const auto& element : elements) {
-    const auto& mask = element.settings().mask;
-    if (mask && mask->layerID) maskedBy.try_emplace(element.id(), *mask->layerID);
+  UuidMap<Uuid> maskedBy(masked.size());
+  for (std::size_t i : masked) {
+    auto& element = elements[i];
+    const Uuid layerID = *element.settings().mask->layerID;
+    if (*targets.find(layerID) == kNoIndex) {
+      dropMask(element);
+    } else {
+      maskedBy.tryEmplace(element.id(), layerID);
+    }
   }
 
   // Each layer walks its own chain, so every member of a cycle finds it; layers that merely lead into
   // a cycle never come back to themselves and keep their links.
-  std::unordered_set<Uuid> onCycle;
-  for (const auto& [start, firstLink] : maskedBy) {
+  UuidSet onCycle;
+  maskedBy.forEach([&](const Uuid& start, const Uuid& firstLink) {
     Uuid current = firstLink;
     for (int links = 1; links <= kMaxMaskLinksFollowed; ++links) {
       if (current == start) {
         onCycle.insert(start);
-        break;
+        return;
       }
-      auto next = maskedBy.find(current);
-      if (next == maskedBy.end()) break;
-      current = next->second;
+      const Uuid* next = maskedBy.find(current);
+      if (next == nullptr) return;
+      current = *next;
     }
-  }
+  });
   if (onCycle.empty()) return;
   for (auto& element : elements) {
-    if (onCycle.contains(element.id()) && element.settings().mask) dropMask(element);
+    if (element.settings().mask && onCycle.contains(element.id())) dropMask(element);
   }
 }
 
 void Scene::repairFrameMembership() {
   auto& elements = routedFormatForEditing().elements;
-  std::unordered_set<Uuid> frameIDs;
-  for (const auto& element : elements) {
-    if (element.type().isFrame()) frameIDs.insert(element.id());
+  if (std::none_of(elements.begin(), elements.end(), [](const SceneElement& e) { return e.frameID().has_value(); })) {
+    return;
   }
-  const auto indexOf = firstIndexByID(elements);
+  // Only the ids that frame links point at are tabled, with the first layer of each id.
+  UuidMap<std::size_t> indexOf;
+  for (const auto& element : elements) {
+    if (element.frameID()) indexOf.tryEmplace(*element.frameID(), kNoIndex);
+  }
+  findFirstIndices(elements, indexOf);
+  // Every layer of a linked id counts: a frame is any layer of the frame kind with that id.
+  UuidSet frameIDs;
+  for (const auto& element : elements) {
+    if (element.type().isFrame() && indexOf.contains(element.id())) frameIDs.insert(element.id());
+  }
 
+  // Per-walk marks by layer index: a walk stops at a layer it has seen, without a set per walk.
+  std::vector<std::uint32_t> seen(elements.size(), 0);
+  std::uint32_t walk = 0;
   auto chainReturnsTo = [&](std::size_t start) {
+    ++walk;
     const Uuid& startID = elements[start].id();
-    std::unordered_set<Uuid> seen;
     std::optional<Uuid> current = elements[start].frameID();
     while (current) {
       if (*current == startID) return true;
-      if (!seen.insert(*current).second) return false;
-      auto at = indexOf.find(*current);
-      if (at == indexOf.end()) return false;
-      current = elements[at->second].frameID();
+      const std::size_t* at = indexOf.find(*current);
+      if (at == nullptr || *at == kNoIndex || seen[*at] == walk) return false;
+      seen[*at] = walk;
+      current = elements[*at].frameID();
     }
     return false;
   };
@@ -141,25 +184,32 @@ void Scene::repairFrameMembership() {
 }
 
 void Scene::releaseMaskLinksAcrossGroups() {
-  // Built once, before anything is cleared.
-  std::unordered_map<Uuid, Uuid> innermostMaskGroup;
-  std::unordered_map<Uuid, std::optional<Uuid>> maskGroupOfGroup;
-  for (const auto& element : elements()) {
-    if (!element.groupMembership()) continue;
-    const Uuid& groupID = element.groupMembership()->groupID;
-    auto cached = maskGroupOfGroup.find(groupID);
-    if (cached == maskGroupOfGroup.end()) cached = maskGroupOfGroup.emplace(groupID, maskGroupAncestorOfGroup(groupID)).first;
-    if (cached->second) innermostMaskGroup.try_emplace(element.id(), *cached->second);
+  auto& format = routedFormatForEditing();
+  // Built once, before anything is cleared: the innermost mask folder of each group, then of each layer.
+  const GroupIndex index(format.groups);
+  std::vector<std::size_t> innermostMaskOfGroup(index.size(), GroupIndex::npos);
+  for (std::size_t slot = 0; slot < index.size(); ++slot) {
+    index.walkUp(slot, [&](std::size_t ancestor) {
+      if (!index.group(ancestor).isMaskGroup()) return true;
+      innermostMaskOfGroup[slot] = ancestor;
+      return false;
+    });
   }
-  for (auto& element : routedFormatForEditing().elements) {
+  UuidMap<std::size_t> maskGroupOfLayer;
+  for (const auto& element : format.elements) {
+    if (!element.groupMembership()) continue;
+    std::size_t slot = index.slotOf(element.groupMembership()->groupID);
+    if (slot != GroupIndex::npos && innermostMaskOfGroup[slot] != GroupIndex::npos) {
+      maskGroupOfLayer.tryEmplace(element.id(), innermostMaskOfGroup[slot]);
+    }
+  }
+  for (auto& element : format.elements) {
     const auto& mask = element.settings().mask;
     if (!mask || !mask->layerID) continue;
-    auto own = innermostMaskGroup.find(element.id());
-    auto target = innermostMaskGroup.find(*mask->layerID);
-    bool ownInside = own != innermostMaskGroup.end();
-    bool targetInside = target != innermostMaskGroup.end();
-    if (!ownInside && !targetInside) continue;
-    if (ownInside && targetInside && own->second == target->second) continue;
+    const std::size_t* own = maskGroupOfLayer.find(element.id());
+    const std::size_t* target = maskGroupOfLayer.find(*mask->layerID);
+    if (own == nullptr && target == nullptr) continue;
+    if (own != nullptr && target != nullptr && *own == *target) continue;
     dropMask(element);
   }
 }
@@ -167,31 +217,35 @@ void Scene::releaseMaskLinksAcrossGroups() {
 void Scene::normaliseGroupContiguity() {
   auto& format = routedFormatForEditing();
   auto& elements = format.elements;
-  const auto& groupMap = format.groups;
+  const GroupIndex index(format.groups);
 
-  // Outer folders first (stable in map order for equal depth).
-  std::vector<std::pair<std::size_t, Uuid>> folders;
-  for (const auto& [id, group] : groupMap) {
-    if (group.kind == SceneElementGroupKind::folder) folders.emplace_back(groupAncestryByGroupID(id).size(), id);
+  // Outer folders first; equal depths keep the map's order (ascending id).
+  std::vector<std::pair<std::size_t, std::size_t>> folders;  // depth, slot
+  for (std::size_t slot = 0; slot < index.size(); ++slot) {
+    if (index.group(slot).kind != SceneElementGroupKind::folder) continue;
+    std::size_t depth = 0;
+    index.walkUp(slot, [&](std::size_t) {
+      ++depth;
+      return true;
+    });
+    folders.emplace_back(depth, slot);
   }
   if (folders.empty()) return;
   std::stable_sort(folders.begin(), folders.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
 
   // The layers of each folder and of the folders nested in it. A layer belongs to its folder and to
-  // every folder reached by walking up through folder parents; split groups end the walk, so their
+  // every folder reached by walking up through folder parents; a split group ends the walk, so its
   // bookends never move with a folder.
-  std::unordered_map<Uuid, std::vector<std::size_t>> members;  // folder -> original indices
+  std::vector<std::vector<std::size_t>> members(index.size());  // slot -> original indices
   for (std::size_t i = 0; i < elements.size(); ++i) {
     if (!elements[i].groupMembership()) continue;
-    std::unordered_set<Uuid> visited;
-    std::optional<Uuid> current = elements[i].groupMembership()->groupID;
-    while (current) {
-      auto it = groupMap.find(*current);
-      if (it == groupMap.end() || it->second.kind != SceneElementGroupKind::folder) break;
-      if (!visited.insert(*current).second) break;
-      members[*current].push_back(i);
-      current = it->second.parentGroupID;
-    }
+    std::size_t slot = index.slotOf(elements[i].groupMembership()->groupID);
+    if (slot == GroupIndex::npos) continue;
+    index.walkUp(slot, [&](std::size_t ancestor) {
+      if (index.group(ancestor).kind != SceneElementGroupKind::folder) return false;
+      members[ancestor].push_back(i);
+      return true;
+    });
   }
 
   // order[p] is the original index of the layer now at position p; position[i] the reverse.
@@ -202,26 +256,20 @@ void Scene::normaliseGroupContiguity() {
 
   std::vector<std::size_t> positions;
   std::vector<std::size_t> span;
-  for (const auto& [depth, folderID] : folders) {
-    auto found = members.find(folderID);
-    if (found == members.end() || found->second.size() < 2) continue;
+  for (const auto& [depth, slot] : folders) {
+    const auto& folderMembers = members[slot];
+    if (folderMembers.size() < 2) continue;
     positions.clear();
-    for (std::size_t original : found->second) positions.push_back(position[original]);
+    for (std::size_t original : folderMembers) positions.push_back(position[original]);
     std::sort(positions.begin(), positions.end());
     std::size_t first = positions.front();
     std::size_t last = positions.back();
     if (last - first == positions.size() - 1) continue;
 
-    // The block lands at its front-most member; what stood between members goes behind it.
+    // The block lands at its front-most member; what stood between members goes behind it, in order.
     span.clear();
+    for (std::size_t p : positions) span.push_back(order[p]);
     std::size_t next = 0;
-    for (std::size_t p = first; p <= last; ++p) {
-      if (next < positions.size() && positions[next] == p) {
-        span.push_back(order[p]);
-        ++next;
-      }
-    }
-    next = 0;
     for (std::size_t p = first; p <= last; ++p) {
       if (next < positions.size() && positions[next] == p) {
         ++next;
@@ -243,72 +291,104 @@ void Scene::normaliseGroupContiguity() {
   elements = std::move(reordered);
 }
 
-std::vector<SceneElement> Scene::frameRenderOrder(const std::vector<SceneElement>& elements) {
-  const auto indexOf = firstIndexByID(elements);
-  std::unordered_map<Uuid, std::vector<std::size_t>> children;
-  for (std::size_t i = 0; i < elements.size(); ++i) {
-    const auto& frameID = elements[i].frameID();
-    if (frameID && indexOf.contains(*frameID)) children[*frameID].push_back(i);
+namespace {
+
+/// The indices of the layers in `elements` in frame render order (see Scene::frameRenderOrder), or an
+/// empty list when no layer stands in a frame of the array.
+std::vector<std::size_t> frameRenderIndices(const std::vector<SceneElement>& elements) {
+  const std::size_t n = elements.size();
+  UuidMap<std::size_t> indexOf;
+  for (const auto& element : elements) {
+    if (element.frameID()) indexOf.tryEmplace(*element.frameID(), kNoIndex);
   }
-  if (children.empty()) return elements;
+  if (indexOf.empty()) return {};
+  findFirstIndices(elements, indexOf);
+  // Children by the first index of their frame's id, in array order (a compact adjacency list).
+  std::vector<std::size_t> parentOf(n, GroupIndex::npos);
+  std::vector<std::size_t> childCount(n + 1, 0);
+  bool anyChild = false;
+  for (std::size_t i = 0; i < n; ++i) {
+    const auto& frameID = elements[i].frameID();
+    if (!frameID) continue;
+    if (const std::size_t* frame = indexOf.find(*frameID); frame != nullptr && *frame != kNoIndex) {
+      parentOf[i] = *frame;
+      ++childCount[*frame + 1];
+      anyChild = true;
+    }
+  }
+  if (!anyChild) return {};
+  std::partial_sum(childCount.begin(), childCount.end(), childCount.begin());
+  std::vector<std::size_t> children(childCount[n]);
+  std::vector<std::size_t> fill(childCount.begin(), childCount.end() - 1);
+  for (std::size_t i = 0; i < n; ++i) {
+    if (parentOf[i] != GroupIndex::npos) children[fill[parentOf[i]]++] = i;
+  }
 
-  std::vector<bool> visited(elements.size(), false);
+  std::vector<bool> visited(n, false);
   std::vector<std::size_t> result;
-  result.reserve(elements.size());
-
+  result.reserve(n);
   // Depth-first with an explicit stack, so deeply nested frames cannot exhaust the call stack. A frame
-  // is emitted after its children, each child subtree in array order.
+  // is emitted after its children, each child's subtree in array order.
   struct Visit {
     std::size_t index;
+    std::size_t childKey;  // where this layer's children are listed
     std::size_t nextChild;
   };
   std::vector<Visit> stack;
+  auto push = [&](std::size_t i) {
+    visited[i] = true;
+    // Children belong to the frame's id: a second layer with the same id lists the same children.
+    std::size_t key = kNoIndex;
+    if (elements[i].type().isFrame()) {
+      if (const std::size_t* first = indexOf.find(elements[i].id())) key = *first;
+    }
+    stack.push_back({i, key, key == kNoIndex ? 0 : childCount[key]});
+  };
   auto emit = [&](std::size_t root) {
     if (visited[root]) return;
-    visited[root] = true;
-    stack.push_back({root, 0});
+    push(root);
     while (!stack.empty()) {
       Visit& top = stack.back();
-      const SceneElement& element = elements[top.index];
-      const std::vector<std::size_t>* kids = nullptr;
-      if (element.type().isFrame()) {
-        auto it = children.find(element.id());
-        if (it != children.end()) kids = &it->second;
-      }
-      if (kids != nullptr && top.nextChild < kids->size()) {
-        std::size_t child = (*kids)[top.nextChild++];
-        if (!visited[child]) {
-          visited[child] = true;
-          stack.push_back({child, 0});
-        }
+      if (top.childKey != kNoIndex && top.nextChild < childCount[top.childKey + 1]) {
+        std::size_t child = children[top.nextChild++];
+        if (!visited[child]) push(child);
         continue;
       }
       result.push_back(top.index);
       stack.pop_back();
     }
   };
-
-  for (std::size_t i = 0; i < elements.size(); ++i) {
-    const auto& frameID = elements[i].frameID();
-    if (!frameID || !indexOf.contains(*frameID)) emit(i);
+  for (std::size_t i = 0; i < n; ++i) {
+    if (parentOf[i] == GroupIndex::npos) emit(i);
   }
   // Only layers on a cycle of frame links are left.
-  for (std::size_t i = 0; i < elements.size(); ++i) {
+  for (std::size_t i = 0; i < n; ++i) {
     if (!visited[i]) result.push_back(i);
   }
+  return result;
+}
 
+}  // namespace
+
+std::vector<SceneElement> Scene::frameRenderOrder(const std::vector<SceneElement>& elements) {
+  auto order = frameRenderIndices(elements);
+  if (order.empty()) return elements;
   std::vector<SceneElement> ordered;
   ordered.reserve(elements.size());
-  for (std::size_t i : result) ordered.push_back(elements[i]);
+  for (std::size_t i : order) ordered.push_back(elements[i]);
   return ordered;
 }
 
 void Scene::normaliseFrameContiguity() {
   auto& elements = routedFormatForEditing().elements;
-  auto ordered = frameRenderOrder(elements);
-  bool same = std::equal(ordered.begin(), ordered.end(), elements.begin(), elements.end(),
-                         [](const SceneElement& a, const SceneElement& b) { return a.id() == b.id(); });
-  if (!same) elements = std::move(ordered);
+  auto order = frameRenderIndices(elements);
+  bool unchanged = true;
+  for (std::size_t p = 0; p < order.size() && unchanged; ++p) unchanged = elements[order[p]].id() == elements[p].id();
+  if (unchanged) return;
+  std::vector<SceneElement> ordered;
+  ordered.reserve(elements.size());
+  for (std::size_t i : order) ordered.push_back(std::move(elements[i]));
+  elements = std::move(ordered);
 }
 
 }  // namespace tav
