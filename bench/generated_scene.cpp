@@ -42,7 +42,7 @@ class Generator {
 
   void settings(JsonWriter& w, std::size_t i, const Uuid* maskLayer, bool inFrame) {
     w.beginObject();
-    w.field("name", std::string("Layer ") + std::to_string(i));
+    w.field("name", std::string("Layer ") + std::to_string(i) + " of the morning show, lower third on the left-hand side");
     w.field("xPosition", fraction());
     w.field("yPosition", fraction());
     w.field("width", fraction());
@@ -259,7 +259,7 @@ class Generator {
         w.endObject();
       }
       if (frameOf[i]) w.field("frameID", *frameOf[i]);
-      if (i % 10 == 3) w.field("futureLayerFlag", std::string("kept as read"));
+      if (i % 2 == 1) w.field("futureLayerFlag", std::string("kept as read by versions that do not know it"));
       w.key("type");
       if (splitOf[i]) {
         videoType(w, videoReference);

@@ -1,6 +1,9 @@
 #include "tav/contracts/json_writer.hpp"
 
+#include <array>
 #include <charconv>
+#include <cstdint>
+#include <cstring>
 #include <cmath>
 #include <stdexcept>
 
@@ -41,14 +44,47 @@ void JsonWriter::string(std::string_view value) {
   quoted(value);
 }
 
+namespace {
+
+// True for the bytes a JSON string must escape: control characters, '"' and '\\'.
+constexpr std::array<bool, 256> kNeedsEscape = [] {
+  std::array<bool, 256> table{};
+  for (int c = 0; c < 0x20; ++c) table[static_cast<std::size_t>(c)] = true;
+  table['"'] = true;
+  table['\\'] = true;
+  return table;
+}();
+
+// True when one of the eight bytes of `word` needs escaping (a control character, '"' or '\\'):
+// most text has none, and is then checked eight bytes at a time.
+inline bool anyNeedsEscape(std::uint64_t word) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+  constexpr std::uint64_t kHighs = 0x8080808080808080ULL;
+  auto hasZeroByte = [](std::uint64_t x) { return (x - kOnes) & ~x & kHighs; };
+  std::uint64_t below0x20 = (word - kOnes * 0x20) & ~word & kHighs;
+  return (below0x20 | hasZeroByte(word ^ (kOnes * '"')) | hasZeroByte(word ^ (kOnes * '\\'))) != 0;
+}
+
+}  // namespace
+
 void JsonWriter::quoted(std::string_view text) {
   static constexpr char kHex[] = "0123456789abcdef";
   out_ += '"';
+  const char* data = text.data();
+  const std::size_t size = text.size();
   std::size_t runStart = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    auto c = static_cast<unsigned char>(text[i]);
-    if (c >= 0x20 && c != '"' && c != '\\') continue;
-    out_.append(text.data() + runStart, i - runStart);
+  for (std::size_t i = 0; i < size; ++i) {
+    if (i + 8 <= size) {
+      std::uint64_t word;
+      std::memcpy(&word, data + i, 8);
+      if (!anyNeedsEscape(word)) {
+        i += 7;
+        continue;
+      }
+    }
+    auto c = static_cast<unsigned char>(data[i]);
+    if (!kNeedsEscape[c]) continue;
+    out_.append(data + runStart, i - runStart);
     runStart = i + 1;
     switch (c) {
       case '"': out_ += "\\\""; break;
@@ -58,13 +94,13 @@ void JsonWriter::quoted(std::string_view text) {
       case '\n': out_ += "\\n"; break;
       case '\r': out_ += "\\r"; break;
       case '\t': out_ += "\\t"; break;
-      default:
-        out_ += "\\u00";
-        out_ += kHex[c >> 4];
-        out_ += kHex[c & 0xF];
+      default: {
+        const char escape[6] = {'\\', 'u', '0', '0', kHex[c >> 4], kHex[c & 0xF]};
+        out_.append(escape, sizeof escape);
+      }
     }
   }
-  out_.append(text.data() + runStart, text.size() - runStart);
+  out_.append(data + runStart, size - runStart);
   out_ += '"';
 }
 

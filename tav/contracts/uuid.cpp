@@ -60,15 +60,18 @@ std::optional<Uuid> Uuid::parse(std::string_view text) {
   return Uuid(bytes);
 }
 
-std::string Uuid::toString() const {
+void Uuid::writeTo(char* out) const {
   static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  out.reserve(36);
-  for (std::size_t i = 0; i < 16; ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) out += '-';
-    out += kHex[bytes_[i] >> 4];
-    out += kHex[bytes_[i] & 0xF];
+  for (std::size_t i = 0, at = 0; i < 16; ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) out[at++] = '-';
+    out[at++] = kHex[bytes_[i] >> 4];
+    out[at++] = kHex[bytes_[i] & 0xF];
   }
+}
+
+std::string Uuid::toString() const {
+  std::string out(36, '\0');
+  writeTo(out.data());
   return out;
 }
 

@@ -27,6 +27,8 @@ class Uuid {
   static std::optional<Uuid> parse(std::string_view text);
 
   std::string toString() const;
+  /// Writes the 36 characters of toString() to `out`, which must have room for them.
+  void writeTo(char* out) const;
   const std::array<std::uint8_t, 16>& bytes() const { return bytes_; }
 
   friend constexpr auto operator<=>(const Uuid&, const Uuid&) = default;
@@ -39,7 +41,11 @@ class Uuid {
 template <>
 struct JsonCoder<Uuid> {
   static Uuid decode(const JsonValue& json, const JsonPath& path);
-  static void encode(JsonWriter& w, const Uuid& v) { w.string(v.toString()); }
+  static void encode(JsonWriter& w, const Uuid& v) {
+    char text[36];
+    v.writeTo(text);
+    w.string(std::string_view(text, sizeof text));
+  }
 };
 
 }  // namespace tav
