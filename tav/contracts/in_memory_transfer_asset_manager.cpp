@@ -34,10 +34,7 @@ InMemoryTransferAssetManager::~InMemoryTransferAssetManager() {
 TransferAssetReference InMemoryTransferAssetManager::makeFromBytes(std::string_view bytes,
                                                                    std::optional<std::string> ownerID,
                                                                    std::optional<std::string> pathExtension) {
-  TransferAssetReference reference;
-  reference.name = Uuid::random().toString();
-  reference.ownerID = std::move(ownerID);
-  reference.pathExtension = std::move(pathExtension);
+  TransferAssetReference reference = TransferAssetReference::newAsset(std::move(ownerID), std::move(pathExtension));
   std::lock_guard lock(mutex_);
   assets_[reference.name] = Asset{std::string(bytes), reference.pathExtension, std::nullopt};
   return reference;

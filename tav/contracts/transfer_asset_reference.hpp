@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tav/contracts/json_coder.hpp"
+#include "tav/contracts/uuid.hpp"
 
 namespace tav {
 
@@ -22,6 +23,11 @@ struct TransferAssetReference {
   std::optional<std::string> pathExtension;
   /// JSON members of a reference that this version does not know, written back as read.
   JsonObject additionalProperties;
+
+  /// A reference under a new random name, as a store names an asset it has just made.
+  static TransferAssetReference newAsset(std::optional<std::string> ownerID, std::optional<std::string> pathExtension) {
+    return {Uuid::random().toString(), std::move(ownerID), std::move(pathExtension), {}};
+  }
 
   friend bool operator==(const TransferAssetReference&, const TransferAssetReference&) = default;
 };

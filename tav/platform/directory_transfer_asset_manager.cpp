@@ -62,10 +62,7 @@ std::filesystem::path DirectoryTransferAssetManager::thumbnailPath(const Transfe
 TransferAssetReference DirectoryTransferAssetManager::store(std::string_view bytes,
                                                             std::optional<std::string> ownerID,
                                                             std::optional<std::string> pathExtension) {
-  TransferAssetReference reference;
-  reference.name = Uuid::random().toString();
-  reference.ownerID = std::move(ownerID);
-  reference.pathExtension = std::move(pathExtension);
+  TransferAssetReference reference = TransferAssetReference::newAsset(std::move(ownerID), std::move(pathExtension));
   std::filesystem::path destination = assetPath(reference);
   std::filesystem::create_directories(root_);
   writeFileAtomically(destination, bytes);
