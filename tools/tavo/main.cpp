@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "exit_status.hpp"
+#include "obs_commands.hpp"
 #include "scene_commands.hpp"
 
 int main(int argc, char** argv) {
@@ -17,6 +18,7 @@ int main(int argc, char** argv) {
 
   int status = kSuccess;
   addSceneCommands(app, status);
+  addObsCommands(app, status);
 
   try {
     app.parse(argc, argv);
