@@ -1,6 +1,9 @@
 #include "tav/scene/audio_configuration.hpp"
 
 #include <algorithm>
+#include <stdexcept>
+
+#include "tav/foundation/main_context.hpp"
 
 namespace tav {
 
@@ -54,8 +57,10 @@ void AudioConfiguration::updateOutput(std::optional<float> volume, std::optional
 void AudioConfiguration::update(std::string_view id, std::optional<std::string> name, std::optional<float> volume,
                                 std::optional<bool> isMuted, std::optional<int> channels,
                                 std::optional<float> audioDelay, std::optional<AudioEffects> effects) {
-  // TODO(main-context): assert that this runs on the main context once MainContext exists; the mixer
-  // reads these sources there.
+  // The mixer reads these sources on the main context; a change from elsewhere would race with it.
+  if (!MainContext::isCurrent()) {
+    throw std::logic_error("AudioConfiguration::update must be called on the main context (see MainContext)");
+  }
   auto it = std::find_if(sources.begin(), sources.end(), [&](const Source& s) { return s.id == id; });
   if (it == sources.end()) return;
   it->update(std::move(name), volume, isMuted, channels, audioDelay, std::move(effects));

@@ -92,7 +92,8 @@ struct AudioConfiguration {
   void updateOutput(std::optional<float> volume = std::nullopt, std::optional<bool> isMuted = std::nullopt,
                     std::optional<int> channels = std::nullopt, std::optional<float> audioDelay = std::nullopt);
   /// Applies Source::update to the first source with `id`; does nothing when there is none.
-  /// Meant for the main thread, where the mixer's state lives.
+  /// Main context only (MainContext::isCurrent()), where the mixer reads its sources: called
+  /// elsewhere it throws std::logic_error and changes nothing.
   void update(std::string_view id, std::optional<std::string> name = std::nullopt,
               std::optional<float> volume = std::nullopt, std::optional<bool> isMuted = std::nullopt,
               std::optional<int> channels = std::nullopt, std::optional<float> audioDelay = std::nullopt,

@@ -2,6 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+#include "tav/foundation/main_context.hpp"
+#include "tav/scene/scene.hpp"
+
 namespace tav {
 namespace {
 
@@ -45,6 +53,24 @@ TEST(AudioConfiguration, EveryOutputKeyIsRequired) {
                DecodingError);
 }
 
+TEST(AudioConfiguration, MissingOutputAudioDelayFailsTheWholeScene) {
+  try {
+    decodeJson<Scene>(
+        R"({"id":"S","name":"N","isTemplate":false,"audioConfiguration":{"outputVolume":1,"outputMuted":false,)"
+        R"("outputChannels":2,"sampleRate":48000,"sources":[]}})");
+    FAIL() << "the scene decoded without outputAudioDelay";
+  } catch (const DecodingError& error) {
+    EXPECT_EQ(error.path(), "audioConfiguration.outputAudioDelay");
+  }
+  // One bad source fails the scene too.
+  EXPECT_THROW(decodeJson<Scene>(
+                   R"({"id":"S","name":"N","isTemplate":false,"audioConfiguration":{"outputVolume":1,)"
+                   R"("outputMuted":false,"outputChannels":2,"outputAudioDelay":0,"sampleRate":48000,)"
+                   R"("sources":[{"id":"A","name":"A","type":"usb","volume":1,"isMuted":false,"channels":1,)"
+                   R"("sampleRate":48000}]}})"),
+               DecodingError);
+}
+
 TEST(AudioConfiguration, SourceCaptureTypeAndEffectsRoundTrip) {
   auto source = makeSource("APP");
   source.captureType = CaptureType::app("com.example.player", 2, "Player");
@@ -79,6 +105,7 @@ TEST(AudioConfiguration, AddKeepsTheFirstSourceOfAnId) {
 }
 
 TEST(AudioConfiguration, UpdateChangesOnlyPresentFieldsOfAKnownSource) {
+  MainContext::setMainThread();
   AudioConfiguration config;
   config.add(makeSource("A"));
   config.add(makeSource("B"));
@@ -100,6 +127,34 @@ TEST(AudioConfiguration, UpdateChangesOnlyPresentFieldsOfAKnownSource) {
   EXPECT_TRUE(config.outputMuted);
   EXPECT_EQ(config.outputChannels, 6);
   EXPECT_EQ(config.outputVolume, 1.0f);
+}
+
+TEST(AudioConfiguration, UpdateOffTheMainContextThrowsAndChangesNothing) {
+  MainContext::setMainThread();
+  AudioConfiguration config;
+  config.add(makeSource("A"));
+  const AudioConfiguration before = config;
+
+  std::string message;
+  std::thread([&] {
+    try {
+      config.update("A", "Renamed", 0.2f);
+    } catch (const std::logic_error& error) {
+      message = error.what();
+    }
+  }).join();
+  EXPECT_EQ(message, "AudioConfiguration::update must be called on the main context (see MainContext)");
+  EXPECT_EQ(config, before);
+
+  // Work posted to the main context may update, whichever thread runs it.
+  std::promise<void> done;
+  MainContext::post([&] {
+    config.update("A", "Renamed", 0.2f);
+    done.set_value();
+  });
+  ASSERT_EQ(done.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  EXPECT_EQ(config.sources[0].name, "Renamed");
+  EXPECT_EQ(config.sources[0].volume, 0.2f);
 }
 
 TEST(AudioConfiguration, FormatsAreFloatNonInterleavedLittleEndian) {
