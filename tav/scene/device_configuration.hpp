@@ -1,6 +1,7 @@
 // Partial updates to a camera's settings, carried by a feed layer and merged on the way to the device.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "tav/contracts/device_types.hpp"
@@ -34,6 +35,15 @@ struct DeviceConfiguration {
   friend bool operator==(const DeviceConfiguration&, const DeviceConfiguration&) = default;
 };
 
+/// The configuration one camera ends up with across some formats of a scene: that of the first feed
+/// layer showing the device. Scene::EffectiveDeviceConfiguration names it beside its operations.
+struct EffectiveDeviceConfiguration {
+  std::string deviceID;
+  std::optional<DeviceConfiguration> configuration;
+
+  friend bool operator==(const EffectiveDeviceConfiguration&, const EffectiveDeviceConfiguration&) = default;
+};
+
 /// One object, keys in field order. Only `some` fields are written: `none` and `clear` are left out.
 /// Every key is optional on reading, and a missing key, a null or a value of the wrong type reads as
 /// `none`. The key "backgroundColor" of older documents is ignored and not written back.
@@ -50,5 +60,12 @@ struct std::hash<tav::DeviceConfiguration> {
   std::size_t operator()(const tav::DeviceConfiguration& c) const noexcept {
     return tav::hashValues(c.backgroundMode, c.portraitIntensity, c.background, c.spotlight, c.spotlightIntensity,
                            c.trackingMode, c.filter, c.filterIntensity, c.retouch, c.retouchIntensity);
+  }
+};
+
+template <>
+struct std::hash<tav::EffectiveDeviceConfiguration> {
+  std::size_t operator()(const tav::EffectiveDeviceConfiguration& e) const noexcept {
+    return tav::hashValues(e.deviceID, e.configuration);
   }
 };

@@ -19,6 +19,7 @@
 #include "tav/contracts/transfer_asset_reference.hpp"
 #include "tav/scene/aspect_ratio.hpp"
 #include "tav/scene/audio_configuration.hpp"
+#include "tav/scene/device_configuration.hpp"
 #include "tav/scene/scene_enums.hpp"
 #include "tav/scene/scene_format.hpp"
 #include "tav/scene/scene_transition.hpp"
@@ -173,6 +174,23 @@ class Scene {
   void reorder(const SceneElement& element, std::size_t to);
   /// Moves the layer at `at` to `to`.
   void move(std::size_t at, std::size_t to);
+
+  // Camera settings across the feed layers of every format (scene_device_configuration.cpp). A feed
+  // shows `defaultDeviceID` when its defaultDevice is true, whatever deviceID it stores, else its own
+  // deviceID; feeds showing no device are left out.
+
+  using EffectiveDeviceConfiguration = tav::EffectiveDeviceConfiguration;
+  /// One entry per device, in the order first met walking the layers of `aspects` in the order given
+  /// (aspects without a format add nothing), each with the configuration of its first feed.
+  std::vector<EffectiveDeviceConfiguration> effectiveDeviceConfigurations(
+      const std::vector<AspectRatio>& aspects, const std::optional<std::string>& defaultDeviceID) const;
+  /// Merges `configuration` into every feed of `deviceID` in every format but `excluding`, as a feed
+  /// update carrying that configuration would, and marks each changed layer settingsUpdated. A feed
+  /// whose configuration already equals it (both absent included) is skipped. An absent
+  /// `configuration` can't clear a stored one, yet the feed still counts as changed. True when at
+  /// least one layer changed.
+  bool setDeviceConfiguration(const std::optional<DeviceConfiguration>& configuration, const std::string& deviceID,
+                              std::optional<AspectRatio> excluding, const std::optional<std::string>& defaultDeviceID);
 
   // Structure of the routed format: read-only questions (tav/structure/element_groups.cpp). Queries
   // never fail: an id that names nothing gives an empty or absent result, and walks up the folder

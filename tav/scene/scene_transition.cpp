@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+
+#include <fmt/format.h>
 
 #include "tav/contracts/localizer.hpp"
 
@@ -60,11 +61,10 @@ std::string displayName(SceneTransitionType type) {
 }
 
 std::string SceneTransitionConfig::formattedDuration(double seconds) {
-  char buffer[64];
   // 0.3 is shown "0.3s", not "0.30s"; the check goes by whole hundredths so 1.0000001 is "1.0s".
-  auto hundredths = std::llround(seconds * 100);
-  std::snprintf(buffer, sizeof buffer, hundredths % 10 == 0 ? "%.1fs" : "%.2fs", seconds);
-  return buffer;
+  // Durations beyond any integer (or not numbers) have no hundredths to speak of: one decimal.
+  bool wholeTenths = !std::isfinite(seconds) || std::fabs(seconds) >= 1e15 || std::llround(seconds * 100) % 10 == 0;
+  return wholeTenths ? fmt::format("{:.1f}s", seconds) : fmt::format("{:.2f}s", seconds);
 }
 
 SceneTransitionConfig JsonCoder<SceneTransitionConfig>::decode(const JsonValue& json, const JsonPath& path) {

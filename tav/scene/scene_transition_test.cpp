@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tav/scene/scene.hpp"
+
 namespace tav {
 namespace {
 
@@ -35,12 +37,36 @@ TEST(SceneTransitionConfig, TypeRequiredDurationOptional) {
   EXPECT_NE(std::hash<SceneTransitionConfig>()({T::burn, 1.5}), std::hash<SceneTransitionConfig>()({T::burn, 2.0}));
 }
 
+TEST(SceneTransitionConfig, SceneWithoutOneHasNoneAndWritesNone) {
+  auto scene = decodeJson<Scene>(R"({"id":"S","name":"N","isTemplate":false})");
+  EXPECT_EQ(scene.transitionConfig(), std::nullopt);
+  EXPECT_EQ(encodeJson(scene).find("transitionConfig"), std::string::npos);
+
+  scene.setTransitionConfig(SceneTransitionConfig{T::fadeBlack, 0.75});
+  auto back = decodeJson<Scene>(encodeJson(scene));
+  EXPECT_EQ(back.transitionConfig(), (SceneTransitionConfig{T::fadeBlack, 0.75}));
+  // An unknown kind has no fallback: the document fails.
+  try {
+    decodeJson<Scene>(R"({"id":"S","name":"N","isTemplate":false,"transitionConfig":{"type":"none"}})");
+    FAIL() << "\"none\" is not a stored transition kind";
+  } catch (const DecodingError& error) {
+    EXPECT_EQ(error.path(), "transitionConfig.type");
+  }
+}
+
 TEST(SceneTransitionConfig, FormattedDurations) {
   EXPECT_EQ(SceneTransitionConfig::formattedDuration(0.25), "0.25s");
   EXPECT_EQ(SceneTransitionConfig::formattedDuration(1.25), "1.25s");
   EXPECT_EQ(SceneTransitionConfig::formattedDuration(0.5), "0.5s");
   EXPECT_EQ(SceneTransitionConfig::formattedDuration(1.5), "1.5s");
   EXPECT_EQ(SceneTransitionConfig::formattedDuration(2.0), "2.0s");
+  // 30 hundredths is a whole tenth; 1.0000001 rounds to 100 hundredths.
+  EXPECT_EQ(SceneTransitionConfig::formattedDuration(0.3), "0.3s");
+  EXPECT_EQ(SceneTransitionConfig::formattedDuration(1.0000001), "1.0s");
+  EXPECT_EQ(SceneTransitionConfig::formattedDuration(1.26), "1.26s");
+  // Beyond any whole number of hundredths the text is still whole, never cut short.
+  EXPECT_EQ(SceneTransitionConfig::formattedDuration(1e300).back(), 's');
+  EXPECT_EQ(SceneTransitionConfig::formattedDuration(1e300).size(), 304u);  // 301 digits, ".0", "s"
   EXPECT_EQ(SceneTransitionConfig::availableDurations, (std::array<double, 6>{0.25, 0.5, 0.75, 1.0, 1.5, 2.0}));
 }
 

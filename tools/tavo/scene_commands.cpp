@@ -56,6 +56,22 @@ void printInfo(const Scene& scene) {
       std::cout << "    " << i << "  " << format.elements[i].type().title() << '\n';
     }
   }
+  if (const auto& transition = scene.transitionConfig()) {
+    std::cout << "transition: " << displayName(transition->type);
+    if (transition->duration) std::cout << ", " << SceneTransitionConfig::formattedDuration(*transition->duration);
+    std::cout << '\n';
+  } else {
+    std::cout << "transition: none set\n";
+  }
+  if (const auto& audio = scene.audioConfiguration()) {
+    std::cout << "audio sources:" << (audio->sources.empty() ? " none" : "") << '\n';
+    for (const auto& source : audio->sources) {
+      std::cout << "  " << source.name << " (" << source.id << "): volume " << source.volume
+                << (source.isMuted ? ", muted" : ", not muted") << '\n';
+    }
+  } else {
+    std::cout << "audio sources: none set\n";
+  }
   const auto& unknown = scene.additionalProperties();
   std::cout << "unknown top-level keys kept: ";
   if (unknown.empty()) std::cout << "none";

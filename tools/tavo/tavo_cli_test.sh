@@ -45,6 +45,32 @@ check "normalize reads standard input without FILE" 0 $? cmp -s "$work/out" "$wo
 run scene info "$data/sample-scene.json"
 check "info shows formats and titles" 0 $? bash -c "grep -q 'portrait (9:16): 3 layers' '$work/out' && grep -q 'unknown top-level keys kept: studioNotes' '$work/out'"
 
+run scene info "$data/sample-scene.json"
+check "info shows the transition, and that there is no audio" 0 $? bash -c \
+  "grep -qx 'transition: Dissolve, 0.5s' '$work/out' && grep -qx 'audio sources: none set' '$work/out'"
+
+printf '%s' '{"id":"x","name":"y","isTemplate":false,"audioConfiguration":{"outputVolume":1,"outputMuted":false,"outputChannels":2,"outputAudioDelay":0,"sampleRate":48000,"sources":[]}}' >"$work/bare.json"
+run scene info "$work/bare.json"
+check "info without transition or sources says so" 0 $? bash -c \
+  "grep -qx 'transition: none set' '$work/out' && grep -qx 'audio sources: none' '$work/out'"
+
+printf '%s\n' 'audio sources:' '  Desk Mic (USB-DESK-MIC): volume 0.8, not muted' \
+  '  System Audio (SYSTEM_AUDIO): volume 0.5, muted' '  Slides (com.example.slides1): volume 1, not muted' \
+  >"$work/expected-audio"
+run scene info "$data/studio-scene.json"
+check "info shows the transition and each audio source" 0 $? bash -c \
+  "grep -qx 'transition: Dissolve, 0.5s' '$work/out' && grep -A3 -x 'audio sources:' '$work/out' | cmp -s - '$work/expected-audio'"
+
+run scene normalize "$data/studio-scene.json"
+check "studio document keeps audio and transition, drops the devices' old backgroundColor" 0 $? bash -c \
+  "grep -qF '\"transitionConfig\":{\"type\":\"dissolve\",\"duration\":0.5}' '$work/out' \
+  && grep -qF '\"sampleRate\":48000,\"effects\":{\"noiseReduction\":{\"isEnabled\":false}}' '$work/out' \
+  && grep -qF '\"deviceConfiguration\":{\"backgroundMode\":\"blur\",\"filter\":\"warm\",\"filterIntensity\":0.6}' '$work/out' \
+  && ! grep -qF 'backgroundColor' '$work/out'"
+cp "$work/out" "$work/studio.json"
+run scene normalize "$work/studio.json"
+check "studio document is stable" 0 $? cmp -s "$work/out" "$work/studio.json"
+
 printf '%s' '{"id":"x","name":"y","isTemplate":false,"elements":[{"id":"0C5E1B8A-3F2D-4E6A-9B7C-1D2E3F4A5B6C","settings":{"cornerRadius":"big"}}]}' >"$work/bad.json"
 run scene normalize "$work/bad.json"
 check "bad document: 65, path on standard error, nothing on standard output" 65 $? \
