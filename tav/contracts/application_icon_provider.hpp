@@ -5,8 +5,10 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 namespace tav {
@@ -38,10 +40,12 @@ class ApplicationIconProvider {
   /// application.
   virtual SourceIcon icon(std::string_view bundleIdentifier) const = 0;
 
-  /// The provider installed by the host, else a PlaceholderApplicationIconProvider.
+  /// The provider installed by the host, behind the process-wide cache, else a
+  /// PlaceholderApplicationIconProvider.
   static const ApplicationIconProvider& shared();
-  /// Installs the provider that `shared()` returns from now on; null restores the placeholder. Not to
-  /// be called while other threads use `shared()`.
+  /// Installs the provider that `shared()` returns from now on, wrapped in a
+  /// CachingApplicationIconProvider so each application is looked up once; null restores the
+  /// placeholder. Not to be called while other threads use `shared()`.
   static void setShared(std::shared_ptr<const ApplicationIconProvider> provider);
 };
 
@@ -49,6 +53,20 @@ class ApplicationIconProvider {
 class PlaceholderApplicationIconProvider : public ApplicationIconProvider {
  public:
   SourceIcon icon(std::string_view bundleIdentifier) const override;
+};
+
+/// Asks `inner` once per bundle identifier and keeps the answer for its own lifetime. Thread-safe;
+/// `inner` may be called from any thread, never with the cache's lock held.
+class CachingApplicationIconProvider : public ApplicationIconProvider {
+ public:
+  explicit CachingApplicationIconProvider(std::shared_ptr<const ApplicationIconProvider> inner)
+      : inner_(std::move(inner)) {}
+  SourceIcon icon(std::string_view bundleIdentifier) const override;
+
+ private:
+  std::shared_ptr<const ApplicationIconProvider> inner_;
+  mutable std::mutex mutex_;
+  mutable std::unordered_map<std::string, SourceIcon> cache_;  // guarded by mutex_
 };
 
 }  // namespace tav
