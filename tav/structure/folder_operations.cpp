@@ -92,7 +92,7 @@ std::optional<GroupMutationResult> create(const std::vector<Uuid>& memberIDs, st
   return result;
 }
 
-std::optional<GroupMutationResult> addToFolder(const Uuid& elementID, const Uuid& groupID, Scene& scene) {
+std::optional<GroupMutationResult> addToFolder(Uuid elementID, Uuid groupID, Scene& scene) {
   if (!isFolder(scene.groups(), groupID)) return std::nullopt;
   const auto index = indexOf(scene.elements(), elementID);
   if (!index) return std::nullopt;
@@ -109,7 +109,7 @@ std::optional<GroupMutationResult> addToFolder(const Uuid& elementID, const Uuid
   return GroupMutationResult{{}, {scene.elements()[now.value_or(*index)]}, std::nullopt};
 }
 
-std::optional<GroupMutationResult> removeFromFolder(const Uuid& elementID, Scene& scene) {
+std::optional<GroupMutationResult> removeFromFolder(Uuid elementID, Scene& scene) {
   const auto index = indexOf(scene.elements(), elementID);
   if (!index || !scene.elements()[*index].groupMembership()) return std::nullopt;
 
@@ -119,7 +119,7 @@ std::optional<GroupMutationResult> removeFromFolder(const Uuid& elementID, Scene
   return GroupMutationResult{{}, {scene.elements()[*index]}, std::nullopt};
 }
 
-std::optional<GroupMutationResult> ungroup(const Uuid& groupID, Scene& scene) {
+std::optional<GroupMutationResult> ungroup(Uuid groupID, Scene& scene) {
   if (!isFolder(scene.groups(), groupID)) return std::nullopt;
 
   auto& format = scene.routedFormatForEditing();
@@ -144,7 +144,7 @@ std::optional<GroupMutationResult> ungroup(const Uuid& groupID, Scene& scene) {
   return result;
 }
 
-std::optional<GroupMutationResult> nestFolder(const Uuid& innerGroupID, const std::optional<Uuid>& underGroupID,
+std::optional<GroupMutationResult> nestFolder(Uuid innerGroupID, std::optional<Uuid> underGroupID,
                                               Scene& scene) {
   if (!isFolder(scene.groups(), innerGroupID)) return std::nullopt;
   if (underGroupID) {

@@ -185,6 +185,15 @@ TEST(FolderOperations, AddToFolderGathersTheFolder) {
   }
 }
 
+TEST(FolderOperations, AddToFolderTakesAnIdReadFromTheSceneItself) {
+  // The gathering moves the layer whose id was passed by reference into the array.
+  Scene scene = sceneWith({inGroup(shapeLayer(1), 50), shapeLayer(2), shapeLayer(3)}, {folder(50)});
+  auto result = FolderOperations::addToFolder(scene.elements()[2].id(), scene.groups().begin()->first, scene);
+  ASSERT_TRUE(result);
+  EXPECT_EQ(numbers(result->affected), (std::vector<unsigned>{3}));
+  EXPECT_EQ(numbers(scene.elements()), (std::vector<unsigned>{1, 3, 2}));
+}
+
 TEST(FolderOperations, AddToFolderTwiceChangesNothingTheSecondTime) {
   Scene scene = sceneWith({inGroup(shapeLayer(1), 50), shapeLayer(2), shapeLayer(3)}, {folder(50)});
   ASSERT_TRUE(FolderOperations::addToFolder(id(3), id(50), scene));

@@ -150,7 +150,7 @@ std::optional<SplitVideoGroup> splitVideoGroupContaining(const Scene& scene, con
 
 namespace SplitVideoOperations {
 
-std::optional<Result> split(const Uuid& elementID, Scene& scene) {
+std::optional<Result> split(Uuid elementID, Scene& scene) {
   const auto index = indexOf(scene.elements(), elementID);
   if (!index) return std::nullopt;
   const std::size_t at = *index;
@@ -181,7 +181,7 @@ std::optional<Result> split(const Uuid& elementID, Scene& scene) {
   return Result{{std::move(foreground), std::move(background)}, {source}, foregroundID};
 }
 
-std::optional<Result> unsplit(const Uuid& groupID, const Uuid& triggeringBookendID, Scene& scene) {
+std::optional<Result> unsplit(Uuid groupID, Uuid triggeringBookendID, Scene& scene) {
   auto split = splitVideoGroupWithID(scene, groupID);
   if (!split) return std::nullopt;
   const SceneElement* trigger = split->role(triggeringBookendID) == SceneElementGroupRole::splitForeground ? &split->foreground
@@ -223,7 +223,7 @@ std::optional<Result> unsplit(const Uuid& groupID, const Uuid& triggeringBookend
   return Result{{std::move(merged)}, {std::move(split->foreground), std::move(split->background)}, mergedID};
 }
 
-std::optional<Result> toggle(const Uuid& elementID, Scene& scene) {
+std::optional<Result> toggle(Uuid elementID, Scene& scene) {
   const auto split = splitVideoGroupContaining(scene, elementID);
   if (split && split->role(elementID)) return unsplit(split->group.id, elementID, scene);
   return SplitVideoOperations::split(elementID, scene);

@@ -26,6 +26,8 @@ struct Result {
 
 // Every operation edits `scene` in place; an absent result means refused, and then the scene is left
 // exactly as it was. The caller serialises access to one scene.
+// Ids are taken by value: a caller may pass the id of a layer or group of `scene` itself, which the
+// edit moves or removes.
 
 /// Splits the layer `elementID`, of any kind, wherever it stands: two clones (new ids, no folder, frame,
 /// layout or mask) take its place, the foreground at its index and the background directly behind, in
@@ -33,17 +35,17 @@ struct Result {
 /// leaves the scene, which may dissolve the folder it was the last member of and releases the members
 /// of a split frame. Result: added [foreground, background], removed [source], newSelection the
 /// foreground. Refused when no layer has `elementID`.
-std::optional<Result> split(const Uuid& elementID, Scene& scene);
+std::optional<Result> split(Uuid elementID, Scene& scene);
 
 /// Undoes the split `groupID`: both bookends leave and one clone of the triggering bookend (whose
 /// settings win) takes the old foreground index, or the end when that is past the array's end. Masks
 /// that used either bookend now use the merged layer. Sandwiched layers stay where they are. Result:
 /// added [merged], removed [foreground, background], newSelection the merged layer. Refused when the
 /// split does not resolve or `triggeringBookendID` is not one of its bookends.
-std::optional<Result> unsplit(const Uuid& groupID, const Uuid& triggeringBookendID, Scene& scene);
+std::optional<Result> unsplit(Uuid groupID, Uuid triggeringBookendID, Scene& scene);
 
 /// Unsplits when `elementID` is a bookend (it triggers), and splits it otherwise, a sandwiched layer
 /// included (which makes a split inside the split).
-std::optional<Result> toggle(const Uuid& elementID, Scene& scene);
+std::optional<Result> toggle(Uuid elementID, Scene& scene);
 
 }  // namespace tav::SplitVideoOperations

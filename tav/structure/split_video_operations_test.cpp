@@ -169,6 +169,16 @@ TEST(SplitVideoOperations, SplitPutsTheCopiesWhereTheSourceStood) {
   EXPECT_EQ(numbers(result->removed), (std::vector<unsigned>{2}));
 }
 
+TEST(SplitVideoOperations, SplitTakesAnIdReadFromTheSceneItself) {
+  // The id lives in the array that the split edits; the operation must not read it after the edit.
+  Scene scene = sceneWith({shapeLayer(1), shapeLayer(2)});
+  auto result = SplitVideoOperations::split(scene.elements()[0].id(), scene);
+  ASSERT_TRUE(result);
+  EXPECT_EQ(numbers(result->removed), (std::vector<unsigned>{1}));
+  ASSERT_EQ(scene.elements().size(), 3u);
+  EXPECT_EQ(scene.elements()[2].id(), id(2));
+}
+
 TEST(SplitVideoOperations, SplitRefusesAnUnknownLayer) {
   const Scene before = sandwichScene();
   Scene scene = before;
