@@ -2,6 +2,7 @@
 // control panels.
 #pragma once
 
+#include <array>
 #include <string_view>
 
 #include "tav/contracts/enum_table.hpp"
