@@ -81,13 +81,16 @@ ProfileManager::ProfileManager(std::shared_ptr<UserDefaults> userDefaults, Notif
 
 ProfileManager& ProfileManager::shared() {
   static ProfileManager* manager = [] {
-    auto* instance = new ProfileManager();
-    setActiveProfileSizeProvider([]() -> std::optional<Size> {
-      return ProfileManager::shared().activeProfile().resolution.size();
-    });
+    auto* instance = new ProfileManager();  // never destroyed: hosts may ask from static destructors
+    installActiveProfileSizeProvider();
     return instance;
   }();
   return *manager;
+}
+
+void ProfileManager::installActiveProfileSizeProvider() {
+  setActiveProfileSizeProvider(
+      []() -> std::optional<Size> { return ProfileManager::shared().activeProfile().resolution.size(); });
 }
 
 std::shared_ptr<UserDefaults> ProfileManager::store() const {

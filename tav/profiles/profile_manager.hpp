@@ -44,6 +44,9 @@ class ProfileManager {
   /// The manager over the standard store and the default center. Its first use also makes
   /// PageSize::matchProfile answer with the active profile's resolution.
   static ProfileManager& shared();
+  /// Makes PageSize::matchProfile answer with the resolution of shared()'s active profile (done by the
+  /// first use of shared(); call again after the provider was replaced).
+  static void installActiveProfileSizeProvider();
 
   /// The stored profiles; the six templates when none are stored.
   std::vector<Profile> profiles() const;

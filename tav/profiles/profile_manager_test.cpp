@@ -179,11 +179,13 @@ TEST(ProfileManagerFile, SurvivesACorruptDefaultsFile) {
 TEST(ProfileManagerShared, AnswersPageSizeMatchProfile) {
   auto store = std::make_shared<InMemoryUserDefaults>();
   UserDefaults::setStandard(store);
+  ProfileManager::installActiveProfileSizeProvider();
   ProfileManager::shared().setActive("NOT_STORED");
   EXPECT_EQ(PageSize::matchProfile().size(), (Size{1920, 1080}));  // the first template
   ProfileManager::shared().setActive("DEFAULT_PROFILE_1280_30");
   EXPECT_EQ(PageSize::matchProfile().size(), (Size{720, 1280}));
   UserDefaults::setStandard(std::make_shared<InMemoryUserDefaults>());
+  setActiveProfileSizeProvider({});  // leave the process as other tests expect it
 }
 
 }  // namespace
