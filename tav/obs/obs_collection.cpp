@@ -76,22 +76,6 @@ bool readOptionalVec2(const JsonObject& object, std::string_view key, std::optio
   return true;
 }
 
-void readBoolOr(const JsonObject& object, std::string_view key, bool& out) {
-  const JsonValue* json = member(object, key);
-  if (json != nullptr && json->is_bool()) out = json->get_bool();
-}
-
-void readDoubleOr(const JsonObject& object, std::string_view key, double& out) {
-  const JsonValue* json = member(object, key);
-  if (json != nullptr) readNumber(*json, out);  // leaves the default when it is not a number
-}
-
-void readIntegerOr(const JsonObject& object, std::string_view key, std::int64_t& out) {
-  const JsonValue* json = member(object, key);
-  std::int64_t value = 0;
-  if (json != nullptr && readInteger(*json, value)) out = value;
-}
-
 OBSJSONValue readAnyValue(const JsonValue& json) {
   switch (json.kind()) {
     case boost::json::kind::null:
@@ -124,29 +108,87 @@ OBSJSONValue readAnyValue(const JsonValue& json) {
   return OBSJSONValue();
 }
 
+enum class ItemKey {
+  other, name, sourceUUID, visible, locked, rot, align, boundsType, cropLeft, cropTop, cropRight, cropBottom, pos,
+  scale, bounds, posRel, scaleRel, boundsRel, scaleRef, groupItemBackup
+};
+
+// Items are read in one pass over their members (an item has some twenty keys; looking each one up
+// would scan the object twenty times).
+ItemKey itemKey(std::string_view key) {
+  static constexpr std::pair<std::string_view, ItemKey> kKeys[] = {
+      {"name", ItemKey::name},          {"source_uuid", ItemKey::sourceUUID},
+      {"visible", ItemKey::visible},    {"locked", ItemKey::locked},
+      {"rot", ItemKey::rot},            {"align", ItemKey::align},
+      {"bounds_type", ItemKey::boundsType}, {"crop_left", ItemKey::cropLeft},
+      {"crop_top", ItemKey::cropTop},   {"crop_right", ItemKey::cropRight},
+      {"crop_bottom", ItemKey::cropBottom}, {"pos", ItemKey::pos},
+      {"scale", ItemKey::scale},        {"bounds", ItemKey::bounds},
+      {"pos_rel", ItemKey::posRel},     {"scale_rel", ItemKey::scaleRel},
+      {"bounds_rel", ItemKey::boundsRel}, {"scale_ref", ItemKey::scaleRef},
+      {"group_item_backup", ItemKey::groupItemBackup},
+  };
+  for (const auto& [text, value] : kKeys) {
+    if (text.size() == key.size() && text[0] == key[0] && text == key) return value;
+  }
+  return ItemKey::other;
+}
+
+// Optional text: null is absent (true); another type fails (false).
+bool takeOptionalText(const JsonValue& json, std::optional<std::string>& out) {
+  if (json.is_null()) return true;
+  if (!json.is_string()) return false;
+  out = std::string(textOf(json.get_string()));
+  return true;
+}
+
+bool takeOptionalVec2(const JsonValue& json, std::optional<OBSVec2>& out) {
+  if (json.is_null()) return true;
+  OBSVec2 value;
+  if (!readVec2(json, value)) return false;
+  out = value;
+  return true;
+}
+
+void takeBool(const JsonValue& json, bool& out) {
+  if (json.is_bool()) out = json.get_bool();
+}
+
+void takeInteger(const JsonValue& json, std::int64_t& out) {
+  std::int64_t value = 0;
+  if (readInteger(json, value)) out = value;
+}
+
 std::optional<OBSSceneItem> readItem(const JsonValue& json) {
   if (!json.is_object()) return std::nullopt;
-  const JsonObject& object = json.get_object();
   OBSSceneItem item;
-  if (!readOptionalText(object, "name", item.name) || !readOptionalText(object, "source_uuid", item.sourceUUID)) {
-    return std::nullopt;
+  bool ok = true;
+  for (const auto& m : json.get_object()) {
+    const JsonValue& v = m.value();
+    switch (itemKey(std::string_view(m.key().data(), m.key().size()))) {
+      case ItemKey::other: break;
+      case ItemKey::name: ok = takeOptionalText(v, item.name); break;
+      case ItemKey::sourceUUID: ok = takeOptionalText(v, item.sourceUUID); break;
+      case ItemKey::visible: takeBool(v, item.visible); break;
+      case ItemKey::locked: takeBool(v, item.locked); break;
+      case ItemKey::rot: readNumber(v, item.rot); break;
+      case ItemKey::align: takeInteger(v, item.align); break;
+      case ItemKey::boundsType: takeInteger(v, item.boundsType); break;
+      case ItemKey::cropLeft: readNumber(v, item.cropLeft); break;
+      case ItemKey::cropTop: readNumber(v, item.cropTop); break;
+      case ItemKey::cropRight: readNumber(v, item.cropRight); break;
+      case ItemKey::cropBottom: readNumber(v, item.cropBottom); break;
+      case ItemKey::pos: ok = takeOptionalVec2(v, item.pos); break;
+      case ItemKey::scale: ok = takeOptionalVec2(v, item.scale); break;
+      case ItemKey::bounds: ok = takeOptionalVec2(v, item.bounds); break;
+      case ItemKey::posRel: ok = takeOptionalVec2(v, item.posRel); break;
+      case ItemKey::scaleRel: ok = takeOptionalVec2(v, item.scaleRel); break;
+      case ItemKey::boundsRel: ok = takeOptionalVec2(v, item.boundsRel); break;
+      case ItemKey::scaleRef: ok = takeOptionalVec2(v, item.scaleRef); break;
+      case ItemKey::groupItemBackup: takeBool(v, item.groupItemBackup); break;
+    }
+    if (!ok) return std::nullopt;
   }
-  readBoolOr(object, "visible", item.visible);
-  readBoolOr(object, "locked", item.locked);
-  readDoubleOr(object, "rot", item.rot);
-  readIntegerOr(object, "align", item.align);
-  readIntegerOr(object, "bounds_type", item.boundsType);
-  readDoubleOr(object, "crop_left", item.cropLeft);
-  readDoubleOr(object, "crop_top", item.cropTop);
-  readDoubleOr(object, "crop_right", item.cropRight);
-  readDoubleOr(object, "crop_bottom", item.cropBottom);
-  if (!readOptionalVec2(object, "pos", item.pos) || !readOptionalVec2(object, "scale", item.scale) ||
-      !readOptionalVec2(object, "bounds", item.bounds) || !readOptionalVec2(object, "pos_rel", item.posRel) ||
-      !readOptionalVec2(object, "scale_rel", item.scaleRel) || !readOptionalVec2(object, "bounds_rel", item.boundsRel) ||
-      !readOptionalVec2(object, "scale_ref", item.scaleRef)) {
-    return std::nullopt;
-  }
-  readBoolOr(object, "group_item_backup", item.groupItemBackup);
   return item;
 }
 
@@ -178,17 +220,25 @@ std::optional<OBSSettings> readSettings(const JsonValue& json) {
 
 std::optional<OBSSource> readSource(const JsonValue& json) {
   if (!json.is_object()) return std::nullopt;
-  const JsonObject& object = json.get_object();
   OBSSource source;
-  if (!readOptionalText(object, "id", source.id) || !readOptionalText(object, "name", source.name) ||
-      !readOptionalText(object, "uuid", source.uuid)) {
-    return std::nullopt;
+  for (const auto& m : json.get_object()) {
+    const std::string_view key(m.key().data(), m.key().size());
+    const JsonValue& v = m.value();
+    bool ok = true;
+    if (key == "id") {
+      ok = takeOptionalText(v, source.id);
+    } else if (key == "name") {
+      ok = takeOptionalText(v, source.name);
+    } else if (key == "uuid") {
+      ok = takeOptionalText(v, source.uuid);
+    } else if (key == "versioned_id") {
+      ok = takeOptionalText(v, source.versionedId);
+    } else if (key == "settings" && !v.is_null()) {
+      source.settings = readSettings(v);
+      ok = source.settings.has_value();
+    }
+    if (!ok) return std::nullopt;
   }
-  if (const JsonValue* settings = member(object, "settings"); settings != nullptr && !settings->is_null()) {
-    source.settings = readSettings(*settings);
-    if (!source.settings) return std::nullopt;
-  }
-  if (!readOptionalText(object, "versioned_id", source.versionedId)) return std::nullopt;
   return source;
 }
 

@@ -168,6 +168,8 @@ struct OBSCollection {
   /// scene or it has no items. Entries point into this collection. A walk that would pass 100,000
   /// entries (possible only through groups repeated inside each other many levels deep) ends there.
   std::vector<OBSFlattenedEntry> flattenedEntries(std::string_view sceneName) const;
+  /// The same with an index made once by sourceIndex(), for walking many scenes of one collection.
+  std::vector<OBSFlattenedEntry> flattenedEntries(std::string_view sceneName, const SourceIndex& index) const;
   /// The resolved items of flattenedEntries, in order.
   std::vector<OBSResolvedItem> flattenedItems(std::string_view sceneName) const;
 

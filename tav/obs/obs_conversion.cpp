@@ -160,8 +160,12 @@ std::string_view rawValue(OBSFlattenedEntry::Case c) {
 }
 
 std::vector<OBSFlattenedEntry> OBSCollection::flattenedEntries(std::string_view sceneName) const {
+  return flattenedEntries(sceneName, sourceIndex());
+}
+
+std::vector<OBSFlattenedEntry> OBSCollection::flattenedEntries(std::string_view sceneName,
+                                                               const SourceIndex& index) const {
   std::vector<OBSFlattenedEntry> out;
-  const SourceIndex index = sourceIndex();
   auto scene = index.byName.find(sceneName);
   if (scene == index.byName.end()) return out;
   const OBSSource& source = *scene->second;

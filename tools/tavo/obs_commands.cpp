@@ -157,12 +157,13 @@ int inspect(const InspectOptions& options) {
   }
   w.key("scenes");
   w.beginArray();
+  const auto index = collection.sourceIndex();
   for (const std::string& scene : collection.sceneOrder) {
     w.beginObject();
     w.field("name", scene);
     w.key("entries");
     w.beginArray();
-    for (const auto& entry : collection.flattenedEntries(scene)) writeEntry(w, entry, canvas);
+    for (const auto& entry : collection.flattenedEntries(scene, index)) writeEntry(w, entry, canvas);
     w.endArray();
     w.endObject();
   }
