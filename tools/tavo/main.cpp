@@ -7,6 +7,7 @@
 
 #include "exit_status.hpp"
 #include "obs_commands.hpp"
+#include "profile_commands.hpp"
 #include "scene_commands.hpp"
 
 int main(int argc, char** argv) {
@@ -19,6 +20,7 @@ int main(int argc, char** argv) {
   int status = kSuccess;
   addSceneCommands(app, status);
   addObsCommands(app, status);
+  addProfileCommands(app, status);
 
   try {
     app.parse(argc, argv);

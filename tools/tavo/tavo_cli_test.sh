@@ -151,5 +151,38 @@ run obs inspect "$obs" --canvas 1920by1080
 check "obs inspect: a malformed --canvas" 64 $? out_is_empty
 # --- end of tavo obs inspect ----------------------------------------------------------------------
 
+# --- tavo profiles ---------------------------------------------------------------------------------
+pdefaults="$work/profiles-defaults.json"
+run profiles --defaults "$pdefaults" list
+check "profiles list: first launch has the six built-in profiles, Meetings HD active" 0 $? bash -c \
+  "grep -qF '{\"active\":\"DEFAULT_PROFILE_1080_30\",\"aspectRatio\":\"landscape\",\"profiles\":[{\"id\":\"DEFAULT_PROFILE_1080_30\",\"name\":\"Meetings HD\"' '$work/out' && [[ \$(grep -o '\"_isTemplate\":true' '$work/out' | wc -l) -eq 6 ]]"
+run profiles --defaults "$pdefaults" switch-aspect portrait
+check "profiles switch-aspect: Meetings HD to portrait finds Vertical HD" 0 $? out_has '"id":"DEFAULT_PROFILE_1920_30","name":"Vertical HD"'
+run profiles --defaults "$pdefaults" select DEFAULT_PROFILE_1080_60
+check "profiles select: a built-in profile" 0 $? out_has '"id":"DEFAULT_PROFILE_1080_60","name":"Streaming"'
+run profiles switch-aspect portrait --defaults "$pdefaults"
+check "profiles switch-aspect: makes Streaming (9:16) at 1080x1920 and 60" 0 $? out_has \
+  '"name":"Streaming (9:16)","resolution":{"width":1080,"height":1920},"frameRate":{"value":60},"_isTemplate":false}'
+run profiles --defaults "$pdefaults" add "Desk cam" 1280x720 29.97
+check "profiles add: a new profile" 0 $? out_has '"name":"Desk cam","resolution":{"width":1280,"height":720},"frameRate":{"value":29.97},"_isTemplate":false}'
+run profiles --defaults "$pdefaults" list
+check "profiles list: eight profiles, the made one active" 0 $? bash -c \
+  "grep -qF '\"aspectRatio\":\"portrait\"' '$work/out' && [[ \$(grep -o '\"frameRate\"' '$work/out' | wc -l) -eq 8 ]]"
+run profiles --defaults "$pdefaults" add x 1280by720 30
+check "profiles add: a malformed resolution" 64 $? out_is_empty
+run profiles --defaults "$pdefaults" select NO_SUCH_ID
+check "profiles select: an unknown id" 65 $? out_is_empty
+run profiles --defaults "$pdefaults" switch-aspect wide
+check "profiles switch-aspect: an unknown aspect" 64 $? out_is_empty
+printf '{"OTHER":"kept","USER_PROFILES":[{"id":"A"' >"$work/profiles-torn.json"
+run profiles --defaults "$work/profiles-torn.json" list
+check "profiles list: a torn settings file gives the built-in profiles and a clear message" 0 $? bash -c \
+  "grep -qF '\"active\":\"DEFAULT_PROFILE_1080_30\"' '$work/out' && grep -qF 'is damaged' '$work/err' && ls '$work'/profiles-torn.json.corrupt-* >/dev/null"
+printf '{"OTHER":"kept","USER_PROFILES":{"id":"A"}}' >"$work/profiles-shape.json"
+run profiles --defaults "$work/profiles-shape.json" select DEFAULT_PROFILE_720_30
+check "profiles select: unreadable profiles read as built-ins, other settings kept" 0 $? bash -c \
+  "grep -qF 'USER_PROFILES' '$work/err' && grep -qF '\"OTHER\":\"kept\"' '$work/profiles-shape.json' && grep -qF '\"ACTIVE_PROFILE\":\"DEFAULT_PROFILE_720_30\"' '$work/profiles-shape.json'"
+# --- end of tavo profiles -------------------------------------------------------------------------
+
 echo "$passed passed, $failed failed"
 [[ $failed -eq 0 ]]
