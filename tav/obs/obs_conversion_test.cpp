@@ -1,6 +1,8 @@
 #include "tav/obs/obs_conversion.hpp"
 
 #include <cmath>
+#include <fstream>
+#include <sstream>
 #include <limits>
 #include <string>
 
@@ -242,6 +244,42 @@ TEST(OBSFlattening, GroupsThatContainThemselvesAreCut) {
             (std::vector<std::string>{"group:Self@0", "cyclicGroup:Self@1", "group:A@0", "group:B@1", "item:Dot@2",
                                       "cyclicGroup:-@2", "group:Twice@0", "item:Dot@1", "group:Twice@0",
                                       "item:Dot@1"}));
+}
+
+TEST(OBSFlattening, SampleCollectionInTheShapeOBSWrites) {
+  std::ifstream in(std::string(TAV_SOURCE_DIR) + "/data/obs/sample-collection.json", std::ios::binary);
+  ASSERT_TRUE(in);
+  std::stringstream text;
+  text << in.rdbuf();
+  const auto c = OBSCollection::decode(text.str());
+  EXPECT_EQ(c.name, "Studio Zoë – Wochenshow");
+  EXPECT_EQ(c.sceneOrder, (std::vector<std::string>{"Hauptszene 🎬", "Pause ☕"}));
+  const auto entries = c.flattenedEntries("Hauptszene 🎬");
+  EXPECT_EQ(summary(entries),
+            (std::vector<std::string>{"item:Hintergrund@0", "item:Kamera@0", "group:Bauchbinde@0", "item:Name – Zoë@1",
+                                      "item:Balken@1", "item:Logo ★@0", "item:Pause ☕@0 hidden",
+                                      "unresolved:Gelöschte Quelle@0", "item:Mikrofon@0"}));
+  // The bar sits at (0, 80) in its 800 x 200 group, whose top-left is at (100, 800): its box is
+  // 800 x 120 at (100, 880).
+  const auto* bar = entries[4].resolvedItem();
+  ASSERT_NE(bar, nullptr);
+  expectPlacement(resolvedPlacement(bar->item, {800, 120}, bar->groups, 1920, 1080),
+                  {100.0 / 1920, 880.0 / 1080, 800.0 / 1920, 120.0 / 1080, 0});
+  // The logo is in the relative form: centred at ((1920 + 1.2 * 1080) / 2, (1080 - 0.8 * 1080) / 2)
+  // = (1608, 108), scale 0.5 * 1080 / 1080, turned 45 degrees.
+  const auto* logo = entries[5].resolvedItem();
+  ASSERT_NE(logo, nullptr);
+  expectPlacement(resolvedPlacement(logo->item, {200, 100}, logo->groups, 1920, 1080),
+                  {1558.0 / 1920, 83.0 / 1080, 100.0 / 1920, 50.0 / 1080, 45});
+}
+
+TEST(OBSFlattening, HugeBase64SettingsDecode) {
+  const std::string blob(3'000'000, 'Q');
+  const auto c = OBSCollection::decode(R"({"sources":[{"id":"image_source","name":"I","settings":{"data":")" + blob +
+                                       R"(","items":[]}}]})");
+  ASSERT_EQ(c.sources.size(), 1u);
+  EXPECT_EQ(c.sources[0].settings->string("data")->size(), 3'000'000u);
+  EXPECT_TRUE(c.sources[0].settings->items->empty());
 }
 
 TEST(OBSFlattening, RepeatedNestingStopsAtTheCeiling) {
