@@ -15,39 +15,37 @@ const Logger& queueLogger() {
 }
 }  // namespace
 
-SerialQueue::SerialQueue(std::string label) : label_(std::move(label)) {
-  worker_ = std::thread([this] { run(); });
+SerialQueue::SerialQueue(std::string label) : label_(std::move(label)), state_(std::make_shared<State>()) {
+  worker_ = std::thread([state = state_, label = label_] { run(state, label); });
 }
 
 SerialQueue::~SerialQueue() {
   {
-    std::lock_guard lock(mutex_);
-    stopping_ = true;
+    std::lock_guard lock(state_->mutex);
+    state_->stopping = true;
   }
-  wake_.notify_all();
-  if (worker_.joinable()) {
-    if (worker_.get_id() == std::this_thread::get_id()) {
-      worker_.detach();  // the last owner let go from inside a task: the thread ends on its own
-    } else {
-      worker_.join();
-    }
+  state_->wake.notify_all();
+  if (worker_.get_id() == std::this_thread::get_id()) {
+    worker_.detach();  // released from one of its own tasks: the worker ends on its own
+  } else {
+    worker_.join();
   }
 }
 
 void SerialQueue::async(Task task) {
   {
-    std::lock_guard lock(mutex_);
-    tasks_.push_back(std::move(task));
+    std::lock_guard lock(state_->mutex);
+    state_->tasks.push_back(std::move(task));
   }
-  wake_.notify_one();
+  state_->wake.notify_one();
 }
 
 void SerialQueue::asyncAfter(Clock::duration delay, Task task) {
   {
-    std::lock_guard lock(mutex_);
-    delayed_.emplace(std::make_pair(Clock::now() + delay, delayedSequence_++), std::move(task));
+    std::lock_guard lock(state_->mutex);
+    state_->delayed.emplace(std::make_pair(Clock::now() + delay, state_->delayedSequence++), std::move(task));
   }
-  wake_.notify_one();
+  state_->wake.notify_one();
 }
 
 void SerialQueue::sync(const Task& task) {
@@ -72,35 +70,35 @@ void SerialQueue::drain() {
 
 bool SerialQueue::isCurrent() const { return worker_.get_id() == std::this_thread::get_id(); }
 
-void SerialQueue::run() {
-  std::unique_lock lock(mutex_);
+void SerialQueue::run(const std::shared_ptr<State>& state, const std::string& label) {
+  std::unique_lock lock(state->mutex);
   for (;;) {
     // Delayed tasks whose time has come join the back of the line.
     const Clock::time_point now = Clock::now();
-    while (!delayed_.empty() && delayed_.begin()->first.first <= now) {
-      tasks_.push_back(std::move(delayed_.begin()->second));
-      delayed_.erase(delayed_.begin());
+    while (!state->delayed.empty() && state->delayed.begin()->first.first <= now) {
+      state->tasks.push_back(std::move(state->delayed.begin()->second));
+      state->delayed.erase(state->delayed.begin());
     }
-    if (!tasks_.empty()) {
-      Task task = std::move(tasks_.front());
-      tasks_.pop_front();
+    if (!state->tasks.empty()) {
+      Task task = std::move(state->tasks.front());
+      state->tasks.pop_front();
       lock.unlock();
       try {
         task();
       } catch (const std::exception& error) {
-        queueLogger().error("a task on {} threw: {}", label_, error.what());
+        queueLogger().error("a task on {} threw: {}", label, error.what());
       } catch (...) {
-        queueLogger().error("a task on {} threw an unknown exception", label_);
+        queueLogger().error("a task on {} threw an unknown exception", label);
       }
       task = nullptr;  // captured state dies outside the lock, on this thread
       lock.lock();
       continue;
     }
-    if (stopping_) return;
-    if (delayed_.empty()) {
-      wake_.wait(lock);
+    if (state->stopping) return;
+    if (state->delayed.empty()) {
+      state->wake.wait(lock);
     } else {
-      wake_.wait_until(lock, delayed_.begin()->first.first);
+      state->wake.wait_until(lock, state->delayed.begin()->first.first);
     }
   }
 }

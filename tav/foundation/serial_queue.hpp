@@ -10,6 +10,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -20,7 +21,8 @@ namespace tav {
 /// Owns its worker thread from construction to destruction. Every member may be called from any
 /// thread, including from a task on this queue (except sync and drain, which would wait on
 /// themselves: they throw std::logic_error there). The destructor runs the tasks already posted
-/// (not the delayed ones whose time has not come) and joins the worker.
+/// (not the delayed ones whose time has not come) and joins the worker; destroyed from one of its own
+/// tasks, it lets the worker finish them on its own instead.
 class SerialQueue {
  public:
   using Task = std::function<void()>;
@@ -48,15 +50,20 @@ class SerialQueue {
   bool isCurrent() const;
 
  private:
-  void run();
+  // Shared with the worker, so that a queue released from one of its own tasks stays valid until the
+  // worker has finished what was posted.
+  struct State {
+    std::mutex mutex;
+    std::condition_variable wake;
+    std::deque<Task> tasks;                                                     // guarded by mutex
+    std::multimap<std::pair<Clock::time_point, std::uint64_t>, Task> delayed;  // guarded by mutex
+    std::uint64_t delayedSequence = 0;                                          // guarded by mutex
+    bool stopping = false;                                                      // guarded by mutex
+  };
+  static void run(const std::shared_ptr<State>& state, const std::string& label);
 
   const std::string label_;
-  mutable std::mutex mutex_;
-  std::condition_variable wake_;
-  std::deque<Task> tasks_;                                              // guarded by mutex_
-  std::multimap<std::pair<Clock::time_point, std::uint64_t>, Task> delayed_;  // guarded by mutex_
-  std::uint64_t delayedSequence_ = 0;                                   // guarded by mutex_
-  bool stopping_ = false;                                               // guarded by mutex_
+  std::shared_ptr<State> state_;
   std::thread worker_;
 };
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <future>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -80,6 +81,29 @@ TEST(SerialQueue, DestructorRunsPostedTasks) {
     for (int i = 0; i < 10; ++i) queue.async([&] { ++count; });
   }
   EXPECT_EQ(count, 10);
+}
+
+}  // namespace
+}  // namespace tav
+
+namespace tav {
+namespace {
+
+TEST(SerialQueue, MayBeReleasedFromItsOwnTask) {
+  auto queue = std::make_shared<SerialQueue>("com.morvane.test.self");
+  std::promise<void> later;
+  std::future<void> laterRan = later.get_future();
+  std::promise<void> released;
+  std::shared_future<void> mainLetGo = released.get_future().share();
+  auto* holder = new std::shared_ptr<SerialQueue>(queue);
+  queue->async([holder, mainLetGo] {
+    mainLetGo.wait();
+    delete holder;  // the last owner goes on the worker itself
+  });
+  queue->async([&later] { later.set_value(); });
+  queue.reset();
+  released.set_value();
+  EXPECT_EQ(laterRan.wait_for(std::chrono::seconds(5)), std::future_status::ready);
 }
 
 }  // namespace

@@ -51,12 +51,12 @@ void write(UserDefaults& store, std::string_view key, const T& value) {
 
 constexpr std::string_view firstTemplateID = "DEFAULT_PROFILE_1080_30";
 
-}  // namespace
-
 /// Profile id to scene id, as a JSON object of texts.
 struct ProfileSceneMap {
   std::map<std::string, std::string> entries;
 };
+
+}  // namespace
 
 template <>
 struct JsonCoder<ProfileSceneMap> {
