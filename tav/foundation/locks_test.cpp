@@ -83,6 +83,15 @@ TEST(SynchronizedLock, CopiesShareTheLockAndNotTheValue) {
   EXPECT_EQ(a.lock(), b.lock());
 }
 
+TEST(SynchronizedLock, ValueReadThenWriteIsTwoCriticalSections) {
+  SynchronizedLock<int> box(10);
+  int read = box.value();
+  std::thread other([&] { box.synchronized([](int& v) { v *= 2; }); });
+  other.join();
+  box.setValue(read + 1);
+  EXPECT_EQ(box.value(), 11);  // the doubling in between was lost
+}
+
 TEST(SynchronizedLock, SynchronizedIsAtomicAndUnlocksOnThrow) {
   SynchronizedLock<int> box(0);
   onTwoThreads([&] {
