@@ -1,0 +1,197 @@
+// The folder and split operations run on every user edit and each ends with whole-format passes, so
+// each must stay close to linear in the number of layers. Each is timed on generated formats of 1,000
+// and 10,000 layers (folders nested four deep and not contiguous, split groups, frames, masks), acting
+// on layers and groups from the middle of the array, and BM_StructureOperationsScaling reports
+// time(10,000) / time(1,000) per operation: target at most 15.
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "generated_scene.hpp"
+#include "tav/contracts/json_coder.hpp"
+#include "tav/scene/scene.hpp"
+#include "tav/structure/folder_operations.hpp"
+#include "tav/structure/split_video_operations.hpp"
+
+namespace tav::bench {
+namespace {
+
+/// The layers and groups the operations act on, chosen from the middle of the generated array. Video
+/// layers are passed over where a layer is cloned: their clones ask the asset store for a copy of the
+/// file, which is the store's cost, not the structure's.
+struct Picks {
+  std::vector<Uuid> scattered;  // three layers a few places apart, for a new folder
+  Uuid plainLayer;              // a layer in no group
+  Uuid folderMember;            // a layer in a folder of a generated chain
+  Uuid folder;                  // that layer's folder
+  Uuid chainTop;                // the outermost folder of that chain
+  Uuid firstChainTop;           // the outermost folder of the front-most chain
+  Uuid split;                   // a split group made of a plain layer
+  Uuid splitForeground;         // its foreground bookend
+  Uuid sandwiched;              // a layer between the bookends of a generated split
+};
+
+bool isVideo(const SceneElement& element) { return element.type().videoSettings() != nullptr; }
+
+struct Fixture {
+  Scene scene;
+  Picks picks;
+};
+
+Picks pick(const Scene& scene) {
+  const auto& elements = scene.elements();
+  const std::size_t middle = elements.size() / 2;
+  Picks picks;
+  picks.scattered = {elements[middle].id(), elements[middle + 3].id(), elements[middle + 6].id()};
+  auto outermost = [&](const Uuid& groupID) { return scene.groupAncestryByGroupID(groupID).back(); };
+  bool plain = false, member = false, split = false;
+  for (std::size_t i = middle; i < elements.size() && !(plain && member && split); ++i) {
+    const auto& membership = elements[i].groupMembership();
+    if (!membership) {
+      if (!plain && !elements[i].frameID() && !isVideo(elements[i])) {
+        plain = true;
+        picks.plainLayer = elements[i].id();
+      }
+    } else if (!membership->role && !member) {
+      member = true;
+      picks.folderMember = elements[i].id();
+      picks.folder = membership->groupID;
+      picks.chainTop = outermost(membership->groupID);
+    } else if (membership->role == SceneElementGroupRole::splitForeground && !split && !isVideo(elements[i + 1])) {
+      split = true;
+      picks.sandwiched = elements[i + 1].id();
+    }
+  }
+  for (const auto& element : elements) {
+    if (element.groupMembership() && !element.groupMembership()->role) {
+      picks.firstChainTop = outermost(element.groupMembership()->groupID);
+      break;
+    }
+  }
+  if (!plain || !member || !split) std::abort();
+  return picks;
+}
+
+/// The generated format with one more split, of a plain layer a little behind the middle, for unsplit.
+Fixture makeFixture(std::size_t layers) {
+  Scene scene = decodeJson<Scene>(generateSceneDocument({.formats = 1, .layersPerFormat = layers}));
+  Picks picks = pick(scene);
+  const auto& elements = scene.elements();
+  auto plain = std::find_if(elements.begin() + static_cast<std::ptrdiff_t>(elements.size() / 2 + 30), elements.end(),
+                            [](const SceneElement& e) { return !e.groupMembership() && !e.frameID() && !isVideo(e); });
+  if (plain == elements.end()) std::abort();
+  auto made = SplitVideoOperations::split(plain->id(), scene);
+  if (!made) std::abort();
+  picks.split = made->added[0].groupMembership()->groupID;
+  picks.splitForeground = made->added[0].id();
+  return Fixture{std::move(scene), std::move(picks)};
+}
+
+const Fixture& generated(std::size_t layers) {
+  static const Fixture small = makeFixture(1000);
+  static const Fixture large = makeFixture(10000);
+  return layers == 1000 ? small : large;
+}
+
+struct Operation {
+  const char* name;
+  std::function<void(Scene&, const Picks&)> run;
+};
+
+void expectDone(bool done) {
+  if (!done) std::abort();  // a refused operation would time nothing
+}
+
+const std::vector<Operation>& operations() {
+  static const std::vector<Operation> list = {
+      {"create", [](Scene& s, const Picks& p) { expectDone(FolderOperations::create(p.scattered, "Bench", false, s).has_value()); }},
+      {"addToFolder", [](Scene& s, const Picks& p) { expectDone(FolderOperations::addToFolder(p.plainLayer, p.folder, s).has_value()); }},
+      {"removeFromFolder", [](Scene& s, const Picks& p) { expectDone(FolderOperations::removeFromFolder(p.folderMember, s).has_value()); }},
+      {"ungroup", [](Scene& s, const Picks& p) { expectDone(FolderOperations::ungroup(p.folder, s).has_value()); }},
+      {"nestFolder", [](Scene& s, const Picks& p) { expectDone(FolderOperations::nestFolder(p.chainTop, p.firstChainTop, s).has_value()); }},
+      {"split", [](Scene& s, const Picks& p) { expectDone(SplitVideoOperations::split(p.plainLayer, s).has_value()); }},
+      {"unsplit", [](Scene& s, const Picks& p) { expectDone(SplitVideoOperations::unsplit(p.split, p.splitForeground, s).has_value()); }},
+      {"toggle", [](Scene& s, const Picks& p) { expectDone(SplitVideoOperations::toggle(p.sandwiched, s).has_value()); }},
+      {"splitVideoGroups", [](Scene& s, const Picks&) { benchmark::DoNotOptimize(splitVideoGroups(s)); }},
+      {"splitVideoGroupWithID", [](Scene& s, const Picks& p) { benchmark::DoNotOptimize(splitVideoGroupWithID(s, p.split)); }},
+      {"splitVideoGroupContaining", [](Scene& s, const Picks& p) { benchmark::DoNotOptimize(splitVideoGroupContaining(s, p.sandwiched)); }},
+  };
+  return list;
+}
+
+/// One operation on a fresh copy of the generated format; making and freeing the copy is not timed.
+void BM_StructureOperation(benchmark::State& state, const Operation& operation) {
+  const Fixture& fixture = generated(static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto scene = std::make_unique<Scene>(fixture.scene);
+    state.ResumeTiming();
+    operation.run(*scene, fixture.picks);
+    benchmark::DoNotOptimize(*scene);
+    state.PauseTiming();
+    scene.reset();
+    state.ResumeTiming();
+  }
+}
+
+/// Reads through 32 MB so that neither size starts with its layers in the core's caches (see
+/// structure_bench.cpp: otherwise the ratio measures the cache's size, not the operation's growth).
+void evictCaches() {
+  static std::vector<std::uint64_t> buffer(4 << 20, 1);
+  std::uint64_t sum = 0;
+  for (std::size_t i = 0; i < buffer.size(); i += 8) sum += buffer[i]++;
+  benchmark::DoNotOptimize(sum);
+}
+
+double bestSeconds(const Operation& operation, const Fixture& fixture, int rounds) {
+  double best = 1e9;
+  for (int i = 0; i < rounds; ++i) {
+    Scene scene = fixture.scene;
+    evictCaches();
+    auto start = std::chrono::steady_clock::now();
+    operation.run(scene, fixture.picks);
+    std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    best = std::min(best, elapsed.count());
+  }
+  return best;
+}
+
+/// time(10,000 layers) / time(1,000 layers) for every operation, best of several rounds each, every
+/// round starting with cold caches.
+void BM_StructureOperationsScaling(benchmark::State& state) {
+  for (auto _ : state) {
+    for (const auto& operation : operations()) {
+      double small = bestSeconds(operation, generated(1000), 30);
+      double large = bestSeconds(operation, generated(10000), 10);
+      state.counters[operation.name] = large / small;
+      if (std::getenv("TAV_BENCH_VERBOSE")) {
+        std::fprintf(stderr, "%s: %.1f us at 1k, %.1f us at 10k\n", operation.name, small * 1e6, large * 1e6);
+      }
+    }
+  }
+}
+
+[[maybe_unused]] const bool registered = [] {
+  for (const auto& operation : operations()) {
+    benchmark::RegisterBenchmark((std::string("BM_StructureOperation/") + operation.name).c_str(),
+                                 BM_StructureOperation, operation)
+        ->Arg(1000)
+        ->Arg(10000)
+        ->Unit(benchmark::kMicrosecond);
+  }
+  benchmark::RegisterBenchmark("BM_StructureOperationsScaling", BM_StructureOperationsScaling)
+      ->Iterations(1)
+      ->Unit(benchmark::kMillisecond);
+  return true;
+}();
+
+}  // namespace
+}  // namespace tav::bench
