@@ -233,6 +233,22 @@ TEST(SplitVideoOperations, SplitCopiesLeaveFoldersAndFrames) {
   }
 }
 
+TEST(SplitVideoOperations, SplitOfAFolderMemberLeavesTheCopiesOutsideAndDoesNotGather) {
+  Scene scene = sceneWith({inGroup(shapeLayer(1), 50), inGroup(shapeLayer(2), 50), inGroup(shapeLayer(3), 50)},
+                          {folder(50)});
+  auto result = SplitVideoOperations::split(id(2), scene);
+  ASSERT_TRUE(result);
+  ASSERT_EQ(scene.elements().size(), 4u);
+  EXPECT_EQ(scene.elements()[1].id(), result->added[0].id());
+  EXPECT_EQ(scene.elements()[2].id(), result->added[1].id());
+  EXPECT_NE(scene.elements()[1].groupMembership()->groupID, id(50));
+  // The folder keeps its other two members around the new split: its block now has a gap.
+  auto folder50 = scene.folderGroupWithID(id(50));
+  ASSERT_TRUE(folder50);
+  EXPECT_EQ(numbers(folder50->members), (std::vector<unsigned>{1, 3}));
+  EXPECT_EQ(folder50->indexRange, (IndexRange{0, 3}));
+}
+
 TEST(SplitVideoOperations, SplitOfABookendFreesItsPartner) {
   Scene scene = sandwichScene();
   auto result = SplitVideoOperations::split(id(11), scene);
