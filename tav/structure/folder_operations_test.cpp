@@ -90,6 +90,12 @@ TEST(FolderOperations, CreateNestsOnlyASelectionWhollyInsideOneFolder) {
     EXPECT_TRUE(foldersContiguous(scene));
   }
   {
+    // An id that names nothing is ignored for the members but still makes the folder top-level.
+    Scene scene = before;
+    ASSERT_TRUE(FolderOperations::create({id(1), id(3), id(99)}, std::nullopt, false, scene));
+    EXPECT_FALSE(scene.groups().at(newGroupID(scene, {50, 51})).parentGroupID);
+  }
+  {
     // One member of a folder and one ungrouped layer: a top-level folder; folder 51 lost its only member.
     Scene scene = before;
     ASSERT_TRUE(FolderOperations::create({id(5), id(4)}, std::nullopt, false, scene));
