@@ -103,6 +103,25 @@ std::optional<std::string> readFile(const std::filesystem::path& path) {
   return text.str();
 }
 
+/// basic.ini of a profile directory; or, given OBS's configuration directory, of the profile that its
+/// user.ini (global.ini before OBS 31) names as active, under basic/profiles/. Reports and returns absent
+/// when neither can be read.
+std::optional<std::string> readProfileBasicINI(const std::filesystem::path& dir) {
+  if (auto ini = readFile(dir / "basic.ini")) return ini;
+  for (const char* name : {"user.ini", "global.ini"}) {
+    auto user = readFile(dir / name);
+    if (!user) continue;
+    if (auto active = OBSProfileConfig::activeProfileDirectory(*user)) {
+      const auto path = dir / "basic" / "profiles" / *active / "basic.ini";
+      if (auto ini = readFile(path)) return ini;
+      std::cerr << "tavo: " << path.string() << ": cannot be read\n";
+      return std::nullopt;
+    }
+  }
+  std::cerr << "tavo: " << (dir / "basic.ini").string() << ": cannot be read\n";
+  return std::nullopt;
+}
+
 int inspect(const InspectOptions& options) {
   std::optional<Size> canvas;
   if (!options.canvas.empty()) {
@@ -129,12 +148,8 @@ int inspect(const InspectOptions& options) {
   }
 
   if (!canvas && !options.profileDir.empty()) {
-    const auto path = std::filesystem::path(options.profileDir) / "basic.ini";
-    auto ini = readFile(path);
-    if (!ini) {
-      std::cerr << "tavo: " << path.string() << ": cannot be read\n";
-      return kNoInput;
-    }
+    auto ini = readProfileBasicINI(options.profileDir);
+    if (!ini) return kNoInput;
     canvas = OBSProfileConfig::canvasSize(*ini);
   }
   if (!canvas && collection.resolution && collection.resolution->x > 0 && collection.resolution->y > 0) {
@@ -187,7 +202,8 @@ void addObsCommands(CLI::App& app, int& status) {
       "fractions");
   inspectCommand->add_option("COLLECTION", options->file, "The collection file; standard input for -")->required();
   inspectCommand->add_option("--profile-dir", options->profileDir,
-                             "An OBS profile directory whose basic.ini gives the canvas size");
+                             "An OBS profile directory whose basic.ini gives the canvas size, or OBS's configuration "
+                             "directory, whose user.ini names the active profile");
   inspectCommand->add_option("--canvas", options->canvas,
                              "The canvas as WIDTHxHEIGHT; wins over the profile and the collection's resolution");
   inspectCommand->callback([options, &status] { status = inspect(*options); });

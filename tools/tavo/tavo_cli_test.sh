@@ -127,6 +127,12 @@ run obs inspect --canvas 1280x720 "$obs" --profile-dir "$data/obs/profile"
 check "obs inspect: --canvas wins over the profile" 0 $? out_has \
   '"canvas":{"width":1280,"height":720},"scenes":[{"name":"Hauptszene 🎬","entries":[{"entry":"item","item":"Hintergrund","depth":0,"source":"Hintergrund","kind":"color","isHidden":false,"isLocked":false,"placement":{"xPosition":0,"yPosition":0,"width":1.5,"height":1.5,"rotation":0}}'
 
+mkdir -p "$work/obs-config/basic/profiles/Live_Show"
+printf '[General]\nLanguage=de-DE\n\n[Basic]\nProfile=Live Show\nProfileDir=Live_Show\n' >"$work/obs-config/user.ini"
+printf '[Video]\nBaseCX=2560\nBaseCY=1440\n' >"$work/obs-config/basic/profiles/Live_Show/basic.ini"
+run obs inspect "$obs" --profile-dir "$work/obs-config"
+check "obs inspect: the active profile of OBS's configuration directory" 0 $? out_has '"canvas":{"width":2560,"height":1440}'
+
 run obs inspect "$obs"
 check "obs inspect: no canvas known, no placements" 0 $? bash -c "grep -qF '\"canvas\":null,' '$work/out' && ! grep -q placement '$work/out'"
 
