@@ -57,8 +57,8 @@ struct std::hash<tav::Uuid> {
   std::size_t operator()(const tav::Uuid& id) const noexcept {
     std::uint64_t a = 0;
     std::uint64_t b = 0;
-    for (int i = 0; i < 8; ++i) a = (a << 8) | id.bytes()[i];
-    for (int i = 8; i < 16; ++i) b = (b << 8) | id.bytes()[i];
+    for (int i = 0; i < 8; ++i) a = (a << 8) | static_cast<std::uint64_t>(id.bytes()[i]);
+    for (int i = 8; i < 16; ++i) b = (b << 8) | static_cast<std::uint64_t>(id.bytes()[i]);
     std::uint64_t h = a ^ (b * 0x9E3779B97F4A7C15ULL) ^ (b >> 29);
     h ^= h >> 33;
     h *= 0xFF51AFD7ED558CCDULL;
