@@ -16,6 +16,7 @@
 #include <boost/json.hpp>
 #include <jansson.h>
 
+#include "bench_support.hpp"
 #include "tav/obs/obs_collection.hpp"
 #include "tav/obs/obs_conversion.hpp"
 
@@ -228,58 +229,22 @@ BENCHMARK(BM_OBSCollectionFlatten)->Unit(benchmark::kMillisecond);
 
 void BM_OBSJanssonLoads(benchmark::State& state) {
   const auto& text = collectionText();
-  for (auto _ : state) {
-    json_error_t error;
-    json_t* root = json_loads(text.c_str(), 0, &error);
-    benchmark::DoNotOptimize(root);
-    json_decref(root);
-  }
+  for (auto _ : state) janssonLoad(text);
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
 }
 BENCHMARK(BM_OBSJanssonLoads)->Unit(benchmark::kMillisecond);
-
-struct Best {
-  double wall = 1e9;
-  double cpu = 1e9;
-};
-
-/// Best-of-N wall time and thread CPU time of `work`, in seconds. On a machine shared with other work
-/// the wall-clock minimum still carries time spent descheduled; the CPU-time minimum does not.
-template <class Work>
-Best bestSeconds(int rounds, Work&& work) {
-  auto cpuNow = [] {
-    timespec t{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
-  };
-  Best best;
-  for (int i = 0; i < rounds; ++i) {
-    const auto start = std::chrono::steady_clock::now();
-    const double cpuStart = cpuNow();
-    work();
-    const double cpu = cpuNow() - cpuStart;
-    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-    best.wall = std::min(best.wall, elapsed.count());
-    best.cpu = std::min(best.cpu, cpu);
-  }
-  return best;
-}
 
 /// jansson_vs_decode (target >= 6) by wall time and by CPU time, measured back to back on the same
 /// bytes, best of 15 each.
 void BM_OBSRatios(benchmark::State& state) {
   const auto& text = collectionText();
-  Best decode, jansson, flatten;
+  BestTimes decode, jansson, flatten;
   const OBSCollection collection = OBSCollection::decode(text);
   for (auto _ : state) {
-    decode = bestSeconds(15, [&] { benchmark::DoNotOptimize(OBSCollection::decode(text)); });
-    jansson = bestSeconds(15, [&] {
-      json_error_t error;
-      json_t* root = json_loads(text.c_str(), 0, &error);
-      benchmark::DoNotOptimize(root);
-      json_decref(root);
-    });
-    flatten = bestSeconds(15, [&] { benchmark::DoNotOptimize(flattenAll(collection)); });
+    auto none = [] { return 0; };
+    decode = bestTimes(15, none, [&](int) { benchmark::DoNotOptimize(OBSCollection::decode(text)); });
+    jansson = bestTimes(15, none, [&](int) { janssonLoad(text); });
+    flatten = bestTimes(15, none, [&](int) { benchmark::DoNotOptimize(flattenAll(collection)); });
   }
   state.counters["jansson_vs_decode"] = jansson.wall / decode.wall;
   state.counters["jansson_vs_decode_cpu"] = jansson.cpu / decode.cpu;

@@ -11,6 +11,7 @@
 #include <boost/json.hpp>
 #include <jansson.h>
 
+#include "bench_support.hpp"
 #include "generated_scene.hpp"
 #include "tav/contracts/json_coder.hpp"
 #include "tav/scene/scene.hpp"
@@ -80,28 +81,10 @@ BENCHMARK(BM_BoostJsonSerialize)->Unit(benchmark::kMillisecond);
 
 void BM_JanssonLoads(benchmark::State& state) {
   const auto& text = document();
-  for (auto _ : state) {
-    json_error_t error;
-    json_t* root = json_loads(text.c_str(), 0, &error);
-    benchmark::DoNotOptimize(root);
-    json_decref(root);
-  }
+  for (auto _ : state) janssonLoad(text);
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
 }
 BENCHMARK(BM_JanssonLoads)->Unit(benchmark::kMillisecond);
-
-/// Best-of-N wall time of `work` in seconds: ratios from minima are steady on a busy machine.
-template <class Work>
-double bestSeconds(int rounds, Work&& work) {
-  double best = 1e9;
-  for (int i = 0; i < rounds; ++i) {
-    auto start = std::chrono::steady_clock::now();
-    work();
-    std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-    best = std::min(best, elapsed.count());
-  }
-  return best;
-}
 
 /// The targets as ratios, measured back to back on the same bytes. Counters:
 ///   decode_vs_boost_parse   (target <= 2.5)
@@ -118,12 +101,7 @@ void BM_Ratios(benchmark::State& state) {
       boost::json::monotonic_resource resource;
       benchmark::DoNotOptimize(boost::json::parse(text, &resource));
     });
-    jansson = bestSeconds(15, [&] {
-      json_error_t error;
-      json_t* root = json_loads(text.c_str(), 0, &error);
-      benchmark::DoNotOptimize(root);
-      json_decref(root);
-    });
+    jansson = bestSeconds(15, [&] { janssonLoad(text); });
     encode = bestSeconds(15, [&] { benchmark::DoNotOptimize(encodeJson(scene)); });
     serialize = bestSeconds(15, [&] { benchmark::DoNotOptimize(boost::json::serialize(tree)); });
   }

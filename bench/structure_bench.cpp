@@ -14,6 +14,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_support.hpp"
 #include "generated_scene.hpp"
 #include "tav/contracts/json_coder.hpp"
 #include "tav/scene/scene.hpp"
@@ -54,40 +55,7 @@ const std::vector<Operation>& operations() {
 
 /// One operation on a fresh copy of the generated format; making and freeing the copy is not timed.
 void BM_Structure(benchmark::State& state, const Operation& operation) {
-  const Scene& source = generatedScene(static_cast<std::size_t>(state.range(0)));
-  for (auto _ : state) {
-    state.PauseTiming();
-    auto scene = std::make_unique<Scene>(source);
-    state.ResumeTiming();
-    operation.run(*scene);
-    benchmark::DoNotOptimize(*scene);
-    state.PauseTiming();
-    scene.reset();
-    state.ResumeTiming();
-  }
-}
-
-/// Reads through 32 MB so that neither size starts with its layers in the core's caches: a fresh copy
-/// of 1,000 layers would otherwise sit whole in L2 while 10,000 cannot, and the ratio would measure
-/// the cache's size instead of the operation's growth.
-void evictCaches() {
-  static std::vector<std::uint64_t> buffer(4 << 20, 1);
-  std::uint64_t sum = 0;
-  for (std::size_t i = 0; i < buffer.size(); i += 8) sum += buffer[i]++;
-  benchmark::DoNotOptimize(sum);
-}
-
-double bestSeconds(const Operation& operation, const Scene& source, int rounds) {
-  double best = 1e9;
-  for (int i = 0; i < rounds; ++i) {
-    Scene scene = source;
-    evictCaches();
-    auto start = std::chrono::steady_clock::now();
-    operation.run(scene);
-    std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-    best = std::min(best, elapsed.count());
-  }
-  return best;
+  runOnFreshCopies(state, generatedScene(static_cast<std::size_t>(state.range(0))), operation.run);
 }
 
 /// time(10,000 layers) / time(1,000 layers) for every operation, best of several rounds each, every
@@ -95,8 +63,8 @@ double bestSeconds(const Operation& operation, const Scene& source, int rounds) 
 void BM_StructureScaling(benchmark::State& state) {
   for (auto _ : state) {
     for (const auto& operation : operations()) {
-      double small = bestSeconds(operation, generatedScene(1000), 30);
-      double large = bestSeconds(operation, generatedScene(10000), 10);
+      double small = bestSecondsOnColdCopy(generatedScene(1000), 30, operation.run);
+      double large = bestSecondsOnColdCopy(generatedScene(10000), 10, operation.run);
       state.counters[operation.name] = large / small;
       if (std::getenv("TAV_BENCH_VERBOSE")) std::fprintf(stderr, "%s: %.1f us at 1k, %.1f us at 10k\n", operation.name, small * 1e6, large * 1e6);
     }

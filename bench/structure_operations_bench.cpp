@@ -15,6 +15,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_support.hpp"
 #include "generated_scene.hpp"
 #include "tav/contracts/json_coder.hpp"
 #include "tav/scene/scene.hpp"
@@ -130,38 +131,11 @@ const std::vector<Operation>& operations() {
 /// One operation on a fresh copy of the generated format; making and freeing the copy is not timed.
 void BM_StructureOperation(benchmark::State& state, const Operation& operation) {
   const Fixture& fixture = generated(static_cast<std::size_t>(state.range(0)));
-  for (auto _ : state) {
-    state.PauseTiming();
-    auto scene = std::make_unique<Scene>(fixture.scene);
-    state.ResumeTiming();
-    operation.run(*scene, fixture.picks);
-    benchmark::DoNotOptimize(*scene);
-    state.PauseTiming();
-    scene.reset();
-    state.ResumeTiming();
-  }
-}
-
-/// Reads through 32 MB so that neither size starts with its layers in the core's caches (see
-/// structure_bench.cpp: otherwise the ratio measures the cache's size, not the operation's growth).
-void evictCaches() {
-  static std::vector<std::uint64_t> buffer(4 << 20, 1);
-  std::uint64_t sum = 0;
-  for (std::size_t i = 0; i < buffer.size(); i += 8) sum += buffer[i]++;
-  benchmark::DoNotOptimize(sum);
+  runOnFreshCopies(state, fixture.scene, [&](Scene& scene) { operation.run(scene, fixture.picks); });
 }
 
 double bestSeconds(const Operation& operation, const Fixture& fixture, int rounds) {
-  double best = 1e9;
-  for (int i = 0; i < rounds; ++i) {
-    Scene scene = fixture.scene;
-    evictCaches();
-    auto start = std::chrono::steady_clock::now();
-    operation.run(scene, fixture.picks);
-    std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-    best = std::min(best, elapsed.count());
-  }
-  return best;
+  return bestSecondsOnColdCopy(fixture.scene, rounds, [&](Scene& scene) { operation.run(scene, fixture.picks); });
 }
 
 /// time(10,000 layers) / time(1,000 layers) for every operation, best of several rounds each, every

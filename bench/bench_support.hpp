@@ -1,0 +1,103 @@
+// Timing helpers shared by the benchmarks: best-of-N timing, cache eviction, fresh copies for
+// operations that edit what they run on, and jansson's parse as a peer.
+#pragma once
+
+#include <time.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <jansson.h>
+
+namespace tav::bench {
+
+/// The best wall time and thread CPU time of some rounds, in seconds. On a machine shared with other
+/// work the wall-clock minimum still carries time spent descheduled; the CPU-time minimum does not.
+struct BestTimes {
+  double wall = 1e9;
+  double cpu = 1e9;
+};
+
+/// Runs `setup()` then times `work(prepared)` `rounds` times; setup is not timed.
+template <class Setup, class Work>
+BestTimes bestTimes(int rounds, Setup&& setup, Work&& work) {
+  auto cpuNow = [] {
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
+  };
+  BestTimes best;
+  for (int i = 0; i < rounds; ++i) {
+    auto prepared = setup();
+    const auto start = std::chrono::steady_clock::now();
+    const double cpuStart = cpuNow();
+    work(prepared);
+    const double cpu = cpuNow() - cpuStart;
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    best.wall = std::min(best.wall, elapsed.count());
+    best.cpu = std::min(best.cpu, cpu);
+  }
+  return best;
+}
+
+/// Best-of-`rounds` wall time of `work()`, in seconds.
+template <class Work>
+double bestSeconds(int rounds, Work&& work) {
+  return bestTimes(rounds, [] { return 0; }, [&](int) { work(); }).wall;
+}
+
+/// Reads through 32 MB so that no size of input starts with its data in the core's caches: a fresh
+/// copy of 1,000 layers would otherwise sit whole in L2 while 10,000 cannot, and a scaling ratio would
+/// measure the cache's size instead of the operation's growth.
+inline void evictCaches() {
+  static std::vector<std::uint64_t> buffer(4 << 20, 1);
+  std::uint64_t sum = 0;
+  for (std::size_t i = 0; i < buffer.size(); i += 8) sum += buffer[i]++;
+  benchmark::DoNotOptimize(sum);
+}
+
+/// Best-of-`rounds` wall time of `work(copy)` on a fresh copy of `source` each round, caches evicted
+/// after copying.
+template <class T, class Work>
+double bestSecondsOnColdCopy(const T& source, int rounds, Work&& work) {
+  return bestTimes(
+             rounds,
+             [&] {
+               T copy = source;
+               evictCaches();
+               return copy;
+             },
+             [&](T& copy) { work(copy); })
+      .wall;
+}
+
+/// The body of a benchmark of an operation that edits its input: each iteration runs `work` on a
+/// fresh copy of `source`; making and freeing the copy is not timed.
+template <class T, class Work>
+void runOnFreshCopies(benchmark::State& state, const T& source, Work&& work) {
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto copy = std::make_unique<T>(source);
+    state.ResumeTiming();
+    work(*copy);
+    benchmark::DoNotOptimize(*copy);
+    state.PauseTiming();
+    copy.reset();
+    state.ResumeTiming();
+  }
+}
+
+/// jansson's json_loads of `text`, the tree freed at once.
+inline void janssonLoad(const std::string& text) {
+  json_error_t error;
+  json_t* root = json_loads(text.c_str(), 0, &error);
+  benchmark::DoNotOptimize(root);
+  json_decref(root);
+}
+
+}  // namespace tav::bench
