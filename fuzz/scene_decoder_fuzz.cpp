@@ -1,24 +1,44 @@
-// libFuzzer target for the scene decoder. Every input either decodes or throws DecodingError; a
-// document that decodes writes back to text that decodes to the same text again (decoding mends a
-// damaged structure once, and the mended document is stable).
+// libFuzzer target for the scene decoder and the repair passes. Every input either decodes or throws
+// DecodingError. A document that decodes writes back to text that decodes to the same text again
+// (decoding mends frame links and masks once, and the mended document is stable); after the full
+// repair of every format (orphan groups, folder and frame contiguity) the same holds.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "tav/contracts/json_coder.hpp"
 #include "tav/scene/scene.hpp"
 
+namespace {
+
+void requireStableRoundTrip(const tav::Scene& scene) {
+  std::string once = tav::encodeJson(scene);
+  std::string twice = tav::encodeJson(tav::decodeJson<tav::Scene>(once));
+  if (once != twice) std::abort();
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view text(reinterpret_cast<const char*>(data), size);
-  std::string once;
+  std::optional<tav::Scene> scene;
   try {
-    once = tav::encodeJson(tav::decodeJson<tav::Scene>(text));
+    scene = tav::decodeJson<tav::Scene>(text);
   } catch (const tav::DecodingError&) {
     return 0;
   }
-  std::string twice = tav::encodeJson(tav::decodeJson<tav::Scene>(once));
-  if (once != twice) std::abort();
+  requireStableRoundTrip(*scene);
+
+  for (tav::AspectRatio aspect : scene->supportedAspects()) {
+    scene->setActiveAspect(aspect);
+    scene->cleanupOrphanGroups();
+    scene->normaliseGroupContiguity();
+    scene->normaliseFrameContiguity();
+  }
+  scene->setActiveAspect(std::nullopt);
+  requireStableRoundTrip(*scene);
   return 0;
 }

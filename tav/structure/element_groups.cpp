@@ -74,7 +74,7 @@ std::vector<SceneElement> Scene::elementsRecursive(const Uuid& groupID) const {
   std::vector<bool> inside(index.size(), false);
   for (std::size_t slot = 0; slot < index.size(); ++slot) {
     index.walkUp(slot, [&](std::size_t ancestor) {
-      if (index.group(ancestor).id != groupID) return true;
+      if (index.key(ancestor) != groupID) return true;
       inside[slot] = true;
       return false;
     });
@@ -93,7 +93,7 @@ std::unordered_map<Uuid, int> Scene::transitiveMemberCounts() const {
   auto bySlot = detail::transitiveMemberCountsBySlot(elements(), index);
   std::unordered_map<Uuid, int> counts;
   for (std::size_t slot = 0; slot < bySlot.size(); ++slot) {
-    if (bySlot[slot] > 0) counts.emplace(index.group(slot).id, bySlot[slot]);
+    if (bySlot[slot] > 0) counts.emplace(index.key(slot), bySlot[slot]);
   }
   return counts;
 }

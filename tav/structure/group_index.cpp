@@ -4,9 +4,11 @@ namespace tav::detail {
 
 GroupIndex::GroupIndex(const SceneElementGroupMap& groups) : slots_(groups.size()) {
   groups_.reserve(groups.size());
+  keys_.reserve(groups.size());
   for (const auto& [id, group] : groups) {
     slots_.tryEmplace(id, groups_.size());
     groups_.push_back(&group);
+    keys_.push_back(id);
   }
   parents_.resize(groups_.size(), npos);
   for (std::size_t slot = 0; slot < groups_.size(); ++slot) {

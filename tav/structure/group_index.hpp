@@ -26,6 +26,9 @@ class GroupIndex {
     return slot ? *slot : npos;
   }
   const SceneElementGroup& group(std::size_t slot) const { return *groups_[slot]; }
+  /// The id the group is stored under. A damaged document may store a group under another id than
+  /// its record's own: look-ups and links always go by this one.
+  const Uuid& key(std::size_t slot) const { return keys_[slot]; }
   /// The slot of the parent group; npos when there is none or it names no group.
   std::size_t parent(std::size_t slot) const { return parents_[slot]; }
 
@@ -43,6 +46,7 @@ class GroupIndex {
 
  private:
   std::vector<const SceneElementGroup*> groups_;
+  std::vector<Uuid> keys_;
   std::vector<std::size_t> parents_;
   UuidMap<std::size_t> slots_;
   mutable std::vector<std::uint32_t> stamps_;

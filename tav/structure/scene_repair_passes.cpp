@@ -80,7 +80,7 @@ void Scene::cleanupOrphanGroups() {
     }
     for (std::size_t slot = 0; slot < index.size(); ++slot) {
       const auto& parent = index.group(slot).parentGroupID;
-      if (keep[slot] && parent && !survives(*parent)) format.groups.at(index.group(slot).id).parentGroupID.reset();
+      if (keep[slot] && parent && !survives(*parent)) format.groups.at(index.key(slot)).parentGroupID.reset();
     }
   }
   std::size_t slot = 0;

@@ -184,3 +184,28 @@ TEST(FrameRenderOrder, PutsEachSubtreeDirectlyInFrontOfItsFrame) {
 
 }  // namespace
 }  // namespace tav
+
+namespace tav {
+namespace {
+
+using namespace testing;
+
+// A damaged document may store a group under another id than its record's own; everything goes by
+// the id it is stored under.
+TEST(CleanupOrphanGroups, GroupsStoredUnderAnotherIdThanTheirOwnAreLookedUpByTheirKey) {
+  Scene scene = decodeJson<Scene>(R"({"id":"S","name":"N","isTemplate":false,
+    "elements":[{"id":"00000000-0000-4000-8000-000000000001","settings":{},
+                 "groupMembership":{"groupID":"00000000-0000-4000-8000-000000000009"}}],
+    "groups":["00000000-0000-4000-8000-000000000009",
+              {"id":"00000000-0000-4000-8000-000000000008","kind":"folder","isCollapsed":false,
+               "parentGroupID":"00000000-0000-4000-8000-000000000007"}]})");
+  EXPECT_EQ(scene.transitiveMemberCounts().at(id(9)), 1);
+  EXPECT_EQ(numbers(scene.elementsRecursive(id(9))), std::vector<unsigned>{1});
+  scene.cleanupOrphanGroups();
+  ASSERT_TRUE(scene.groups().contains(id(9)));
+  EXPECT_FALSE(scene.groups().at(id(9)).parentGroupID);  // its parent names no group
+  EXPECT_TRUE(scene.elements()[0].groupMembership());
+}
+
+}  // namespace
+}  // namespace tav
