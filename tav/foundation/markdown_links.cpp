@@ -1,25 +1,52 @@
 #include "tav/foundation/markdown_links.hpp"
 
-#include <regex>
+#include <optional>
 
 namespace tav {
+namespace {
+
+struct LinkMatch {
+  std::size_t end;  // one past the closing ")"
+  std::string_view title;
+  std::string_view target;
+};
+
+/// The link "[title](target)" starting at `start`, as the pattern \[([^\[\]]+)\]\(([^\(\)]+)\) would
+/// match it there. The pattern's classes exclude its own delimiters, so each part simply runs to the
+/// first delimiter and no backtracking is ever needed.
+std::optional<LinkMatch> linkAt(std::string_view text, std::size_t start) {
+  if (text[start] != '[') return std::nullopt;
+  std::size_t titleEnd = text.find_first_of("[]", start + 1);
+  if (titleEnd == std::string_view::npos || text[titleEnd] != ']' || titleEnd == start + 1) return std::nullopt;
+  std::size_t open = titleEnd + 1;
+  if (open >= text.size() || text[open] != '(') return std::nullopt;
+  std::size_t targetEnd = text.find_first_of("()", open + 1);
+  if (targetEnd == std::string_view::npos || text[targetEnd] != ')' || targetEnd == open + 1) return std::nullopt;
+  return LinkMatch{targetEnd + 1, text.substr(start + 1, titleEnd - start - 1),
+                   text.substr(open + 1, targetEnd - open - 1)};
+}
+
+}  // namespace
 
 AttributedText withParsedMarkdownLinks(std::string_view text) {
-  // Made once for the process; group 1 is the title, group 2 the target.
-  static const std::regex pattern(R"(\[([^\[\]]+)\]\(([^\(\)]+)\))");
-
-  AttributedText result{std::string(text), {}};
-  using Iterator = std::regex_iterator<std::string_view::const_iterator>;
-  for (Iterator it(text.begin(), text.end(), pattern), end; it != end; ++it) {
-    const auto& match = *it;
-    // Every earlier replacement made the text shorter; shift the match's place in the input by that.
-    const std::ptrdiff_t delta =
-        static_cast<std::ptrdiff_t>(result.string.size()) - static_cast<std::ptrdiff_t>(text.size());
-    const std::size_t location = static_cast<std::size_t>(match.position(0) + delta);
-    std::string title = match.str(1);
-    result.links.push_back(TextLink{location, title.size(), match.str(2), 0});
-    result.string.replace(location, static_cast<std::size_t>(match.length(0)), title);
+  AttributedText result;
+  result.string.reserve(text.size());
+  // One pass, leftmost match first, matches never overlapping: the text between links is copied as it
+  // is, each link is replaced by its title.
+  std::size_t copied = 0;
+  std::size_t at = text.find('[');
+  while (at != std::string_view::npos) {
+    if (auto link = linkAt(text, at)) {
+      result.string.append(text.substr(copied, at - copied));
+      result.links.push_back(TextLink{result.string.size(), link->title.size(), std::string(link->target), 0});
+      result.string.append(link->title);
+      copied = link->end;
+      at = text.find('[', link->end);
+    } else {
+      at = text.find('[', at + 1);
+    }
   }
+  result.string.append(text.substr(copied));
   return result;
 }
 
