@@ -32,13 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   requireStableRoundTrip(*scene);
 
-  for (tav::AspectRatio aspect : scene->supportedAspects()) {
-    scene->setActiveAspect(aspect);
-    scene->cleanupOrphanGroups();
-    scene->normaliseGroupContiguity();
-    scene->normaliseFrameContiguity();
-  }
-  scene->setActiveAspect(std::nullopt);
+  scene->repairAllFormats();
   requireStableRoundTrip(*scene);
   return 0;
 }

@@ -41,10 +41,12 @@ const T& neutral() {
   return value;
 }
 
-void checkIndex(std::size_t index, std::size_t limit, const char* operation) {
-  if (index > limit) {
-    throw std::out_of_range(std::string(operation) + ": index " + std::to_string(index) + " is beyond " +
-                            std::to_string(limit));
+/// Throws std::out_of_range unless `index` < `end`: a position of an existing layer when `end` is the
+/// count, an insertion point when it is the count plus one.
+void checkIndex(std::size_t index, std::size_t end, const char* operation) {
+  if (index >= end) {
+    throw std::out_of_range(std::string(operation) + ": index " + std::to_string(index) + " is not below " +
+                            std::to_string(end));
   }
 }
 
@@ -110,39 +112,28 @@ const std::vector<SceneElement>& Scene::elements() const { return elements(aspec
 const SceneElementGroupMap& Scene::groups() const { return groups(aspectRatio()); }
 const std::optional<Background>& Scene::background() const { return background(aspectRatio()); }
 SceneColor Scene::backgroundColor() const { return backgroundColor(aspectRatio()); }
-
 const std::optional<Looping>& Scene::backgroundLooping() const {
-  const auto* f = routedFormat();
-  return f ? f->backgroundLooping : neutral<std::optional<Looping>>();
+  return fieldOf(aspectRatio(), &SceneFormat::backgroundLooping);
 }
 const std::optional<ScaleMode>& Scene::backgroundScaling() const {
-  const auto* f = routedFormat();
-  return f ? f->backgroundScaling : neutral<std::optional<ScaleMode>>();
+  return fieldOf(aspectRatio(), &SceneFormat::backgroundScaling);
 }
 const std::optional<double>& Scene::backgroundOpacity() const {
-  const auto* f = routedFormat();
-  return f ? f->backgroundOpacity : neutral<std::optional<double>>();
+  return fieldOf(aspectRatio(), &SceneFormat::backgroundOpacity);
 }
 const std::optional<SceneGradient>& Scene::_backgroundGradient() const {
-  const auto* f = routedFormat();
-  return f ? f->_backgroundGradient : neutral<std::optional<SceneGradient>>();
+  return fieldOf(aspectRatio(), &SceneFormat::_backgroundGradient);
 }
 const std::optional<SceneColor>& Scene::_backgroundColor() const {
-  const auto* f = routedFormat();
-  return f ? f->_backgroundColor : neutral<std::optional<SceneColor>>();
+  return fieldOf(aspectRatio(), &SceneFormat::_backgroundColor);
 }
 
 const std::vector<SceneElement>& Scene::elements(AspectRatio aspect) const {
-  const auto* f = format(aspect);
-  return f ? f->elements : neutral<std::vector<SceneElement>>();
+  return fieldOf(aspect, &SceneFormat::elements);
 }
-const SceneElementGroupMap& Scene::groups(AspectRatio aspect) const {
-  const auto* f = format(aspect);
-  return f ? f->groups : neutral<SceneElementGroupMap>();
-}
+const SceneElementGroupMap& Scene::groups(AspectRatio aspect) const { return fieldOf(aspect, &SceneFormat::groups); }
 const std::optional<Background>& Scene::background(AspectRatio aspect) const {
-  const auto* f = format(aspect);
-  return f ? f->background : neutral<std::optional<Background>>();
+  return fieldOf(aspect, &SceneFormat::background);
 }
 SceneColor Scene::backgroundColor(AspectRatio aspect) const {
   const auto* f = format(aspect);
@@ -171,13 +162,13 @@ void Scene::addElement(const SceneElement& element, std::optional<std::size_t> i
     return;
   }
   std::size_t at = index.value_or(0);
-  checkIndex(at, list.size(), "addElement");
+  checkIndex(at, list.size() + 1, "addElement");
   list.insert(list.begin() + static_cast<std::ptrdiff_t>(at), element);
 }
 
 void Scene::update(std::size_t index, SceneElement element) {
   auto& list = routedFormatForEditing().elements;
-  if (index >= list.size()) checkIndex(index, list.size() - 1, "update");
+  checkIndex(index, list.size(), "update");
   list[index] = std::move(element);
 }
 
@@ -193,16 +184,16 @@ void Scene::reorder(const SceneElement& element, std::size_t to) {
   auto it = std::find(list.begin(), list.end(), element);
   if (it == list.end()) return;
   list.erase(it);
-  checkIndex(to, list.size(), "reorder");
+  checkIndex(to, list.size() + 1, "reorder");
   list.insert(list.begin() + static_cast<std::ptrdiff_t>(to), element);
 }
 
 void Scene::move(std::size_t at, std::size_t to) {
   auto& list = routedFormatForEditing().elements;
-  if (at >= list.size()) checkIndex(at, list.size() - 1, "move");
+  checkIndex(at, list.size(), "move");
   SceneElement moving = std::move(list[at]);
   list.erase(list.begin() + static_cast<std::ptrdiff_t>(at));
-  checkIndex(to, list.size(), "move");
+  checkIndex(to, list.size() + 1, "move");
   list.insert(list.begin() + static_cast<std::ptrdiff_t>(to), std::move(moving));
 }
 

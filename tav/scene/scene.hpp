@@ -247,6 +247,9 @@ class Scene {
   void normaliseGroupContiguity();
   /// Puts each frame's subtree directly in front of the frame.
   void normaliseFrameContiguity();
+  /// Mends every format in turn: cleanupOrphanGroups, then normaliseGroupContiguity, then
+  /// normaliseFrameContiguity. The active aspect is left as it was.
+  void repairAllFormats();
   /// `elements` reordered so that every frame's subtree stands directly in front of it, children
   /// before their frame.
   static std::vector<SceneElement> frameRenderOrder(const std::vector<SceneElement>& elements);
@@ -258,7 +261,13 @@ class Scene {
   friend struct JsonCoder<Scene>;
   Scene() = default;
 
-  const SceneFormat* routedFormat() const { return format(aspectRatio()); }
+  /// One field of the format at `aspect`, or that field's neutral (empty) value when there is none.
+  template <class T>
+  const T& fieldOf(AspectRatio aspect, T SceneFormat::*field) const {
+    static const T neutral{};
+    const SceneFormat* f = format(aspect);
+    return f ? f->*field : neutral;
+  }
 
   Identity identity_;
   std::string name_;

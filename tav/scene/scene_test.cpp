@@ -279,6 +279,16 @@ TEST(SceneElements, ReorderMoveUpdateAndRemove) {
   EXPECT_TRUE(grouped.groups().contains(id(50)));
 }
 
+// The index check of update and move wrapped around on an empty list and let the access through.
+TEST(SceneElements, IndicesIntoAnEmptyFormatAreRefused) {
+  Scene scene = sceneWith({});
+  EXPECT_THROW(scene.update(0, shapeLayer(1)), std::out_of_range);
+  EXPECT_THROW(scene.move(0, 0), std::out_of_range);
+  EXPECT_TRUE(scene.elements().empty());
+  scene.addElement(shapeLayer(1), 0, false);
+  EXPECT_EQ(numbers(scene.elements()), std::vector<unsigned>{1});
+}
+
 TEST(SceneName, LocalisedNamesAreLookedUpByKeyAndTable) {
   auto dir = std::filesystem::temp_directory_path() / ("tav-scene-name-" + Uuid::random().toString());
   std::filesystem::create_directories(dir);

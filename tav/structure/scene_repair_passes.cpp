@@ -291,6 +291,17 @@ void Scene::normaliseGroupContiguity() {
   elements = std::move(reordered);
 }
 
+void Scene::repairAllFormats() {
+  const std::optional<AspectRatio> active = activeAspect_;
+  for (const auto& entry : formats_) {
+    activeAspect_ = entry.first;
+    cleanupOrphanGroups();
+    normaliseGroupContiguity();
+    normaliseFrameContiguity();
+  }
+  activeAspect_ = active;
+}
+
 namespace {
 
 /// The indices of the layers in `elements` in frame render order (see Scene::frameRenderOrder), or an

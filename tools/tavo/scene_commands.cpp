@@ -83,18 +83,6 @@ void printInfo(const Scene& scene) {
   std::cout << '\n';
 }
 
-/// Mends every format: orphan groups, then folder contiguity, then frame contiguity.
-Scene repaired(Scene scene) {
-  for (AspectRatio aspect : scene.supportedAspects()) {
-    scene.setActiveAspect(aspect);
-    scene.cleanupOrphanGroups();
-    scene.normaliseGroupContiguity();
-    scene.normaliseFrameContiguity();
-  }
-  scene.setActiveAspect(std::nullopt);
-  return scene;
-}
-
 int printTree(const Scene& scene, const std::string& aspectText) {
   std::vector<AspectRatio> aspects = scene.supportedAspects();
   if (!aspectText.empty()) {
@@ -149,7 +137,10 @@ void addSceneCommands(CLI::App& app, int& status) {
       "repair", "Mend a scene: drop orphan groups, gather folders and frames, then write it as normalize does");
   repair->add_option("FILE", repairOptions->file, "The document; standard input when absent or -");
   repair->callback([repairOptions, &status] {
-    if (auto loaded = loadScene(*repairOptions, status)) status = printNormalized(repaired(std::move(*loaded)));
+    if (auto loaded = loadScene(*repairOptions, status)) {
+      loaded->repairAllFormats();
+      status = printNormalized(*loaded);
+    }
   });
 
   auto treeOptions = std::make_shared<SceneOptions>();
