@@ -1,0 +1,189 @@
+#include "tav/recording/recording_location.hpp"
+
+#include <gtest/gtest.h>
+
+#include "tav/contracts/decoding_error.hpp"
+#include "tav/foundation/web_address.hpp"
+#include "tav/recording/volume_classification.hpp"
+#include "tav/testing/scratch_directory.hpp"
+
+namespace tav {
+namespace {
+
+class StandardStore {
+ public:
+  StandardStore() : before_(UserDefaults::standard()) { UserDefaults::setStandard(store_); }
+  ~StandardStore() { UserDefaults::setStandard(before_); }
+  InMemoryUserDefaults& store() { return *store_; }
+
+ private:
+  std::shared_ptr<UserDefaults> before_;
+  std::shared_ptr<InMemoryUserDefaults> store_ = std::make_shared<InMemoryUserDefaults>();
+};
+
+TEST(RecordingLocation, JsonFormsOfEveryCase) {
+  EXPECT_EQ(encodeJson(RecordingLocationType::local()), R"({"local":{}})");
+  EXPECT_EQ(encodeJson(RecordingLocationType::cloud()), R"({"cloud":{}})");
+  EXPECT_EQ(encodeJson(RecordingLocationType::external("Backup")), R"({"external":{"_0":"Backup"}})");
+  EXPECT_EQ(encodeJson(RecordingLocation::photoLibrary()), R"({"photoLibrary":{}})");
+
+  CustomRecordingLocation named{"ID-1", RecordingLocationType::external("Backup"), {'/', 'm', 'n', 't'}, "Clips"};
+  EXPECT_EQ(encodeJson(RecordingLocation::custom(named)),
+            R"({"custom":{"_0":{"id":"ID-1","type":{"external":{"_0":"Backup"}},"bookmark":"L21udA==","name":"Clips"}}})");
+  CustomRecordingLocation unnamed{"ID-2", RecordingLocationType::local(), {'/'}, std::nullopt};
+  EXPECT_EQ(encodeJson(unnamed), R"({"id":"ID-2","type":{"local":{}},"bookmark":"Lw=="})");
+
+  for (const RecordingLocation& location :
+       {RecordingLocation::photoLibrary(), RecordingLocation::custom(named), RecordingLocation::custom(unnamed)}) {
+    EXPECT_EQ(decodeJson<RecordingLocation>(encodeJson(location)), location);
+  }
+}
+
+TEST(RecordingLocation, DecodingRequiresExactlyOneKey) {
+  try {
+    decodeJson<RecordingLocationType>(R"({"local":{},"cloud":{}})");
+    FAIL() << "two keys decoded";
+  } catch (const DecodingError& error) {
+    EXPECT_EQ(error.reason(), "Invalid number of keys found, expected one.");
+  }
+  EXPECT_THROW(decodeJson<RecordingLocationType>("{}"), DecodingError);
+  EXPECT_THROW(decodeJson<RecordingLocation>(R"({"photoLibrary":{},"custom":{}})"), DecodingError);
+  EXPECT_THROW(decodeJson<RecordingLocation>(R"({"elsewhere":{}})"), DecodingError);
+  EXPECT_THROW(decodeJson<CustomRecordingLocation>(R"({"id":"a","type":{"local":{}},"bookmark":"%%%%"})"),
+               DecodingError);
+}
+
+TEST(RecordingLocation, TitlesMessagesAndIds) {
+  RecordingLocation library = RecordingLocation::photoLibrary();
+  EXPECT_EQ(library.id(), "PHOTO_LIBRARY_LOCATION");
+  EXPECT_EQ(library.title(), "Photo Library");
+  EXPECT_EQ(library.savedMessage(), "Tavo Studio has saved this recording to your library.");
+  EXPECT_FALSE(library.url().has_value());
+
+  RecordingLocation backup = RecordingLocation::custom({"X", RecordingLocationType::external("Backup"), {}, "Clips"});
+  EXPECT_EQ(backup.id(), "X");
+  EXPECT_EQ(backup.title(), "Backup - Clips");
+  EXPECT_EQ(backup.savedMessage(), "Tavo Studio has saved this recording at: Backup - Clips");
+  EXPECT_EQ(RecordingLocation::custom({"Y", RecordingLocationType::local(), {}, std::nullopt}).title(), "On This Device");
+  EXPECT_EQ(RecordingLocationType::cloud().title(), "iCloud");
+}
+
+TEST(RecordingLocation, BookmarkResolvesWhileTheFolderExists) {
+  testing::ScratchDirectory scratch("tav-location");
+  auto folder = scratch / "Clips";
+  std::filesystem::create_directory(folder);
+  RecordingLocation location = RecordingLocation::custom({"Z", RecordingLocationType::local(), makeBookmark(folder), {}});
+  ASSERT_TRUE(location.url().has_value());
+  EXPECT_EQ(location.url()->filePath(), folder);
+  std::filesystem::remove(folder);
+  EXPECT_FALSE(location.url().has_value());
+  EXPECT_FALSE(resolveBookmark({'r', 'e', 'l'}).has_value());
+}
+
+TEST(RecordingLocation, CurrentDefaultsToThePhotoLibraryAndPersists) {
+  StandardStore standard;
+  EXPECT_EQ(RecordingLocation::current().get(), RecordingLocation::photoLibrary());
+  RecordingLocation custom = RecordingLocation::custom({"A", RecordingLocationType::cloud(), {'/'}, {}});
+  RecordingLocation::current().set(custom);
+  EXPECT_EQ(RecordingLocation::current().get(), custom);
+  EXPECT_EQ(encodeJson(*standard.store().value("CURRENT_RECORDING_LOCATION")),
+            R"({"custom":{"_0":{"id":"A","type":{"cloud":{}},"bookmark":"Lw=="}}})");
+}
+
+TEST(RecordingLocation, GeneratedFileNameCarriesVersionBuildAndDate) {
+  EXPECT_EQ(RecordingLocation::generateFilename("Mine.mov"), "Mine.mov");
+  MainBundleInfo before = mainBundleInfo();
+  setMainBundleInfo({"2.1", "345", std::nullopt});
+  std::string name = RecordingLocation::generateFilename(std::string());
+  setMainBundleInfo({std::nullopt, std::nullopt, std::nullopt});
+  std::string bare = RecordingLocation::generateFilename(std::nullopt);
+  setMainBundleInfo(before);
+  // "Tavo Studio 2.1-345 at 2026-01-02 13-14-15.mov"
+  ASSERT_EQ(name.size(), std::string("Tavo Studio 2.1-345 at 2026-01-02 13-14-15.mov").size());
+  EXPECT_EQ(name.substr(0, 23), "Tavo Studio 2.1-345 at ");
+  EXPECT_EQ(name[27], '-');
+  EXPECT_EQ(name[33], ' ');
+  EXPECT_EQ(name[36], '-');
+  EXPECT_TRUE(name.ends_with(".mov"));
+  EXPECT_EQ(bare.substr(0, 17), "Tavo Studio - at ");
+}
+
+TEST(RecordingLocation, ClassificationByVolume) {
+  auto classify = [](std::string_view path, VolumeResourceValues values) {
+    return classifyRecordingLocation(path, values);
+  };
+  auto local = classify("/home/a/Videos", {"Videos", "User", std::nullopt, false});
+  EXPECT_EQ(local.first, RecordingLocationType::local());
+  EXPECT_EQ(local.second, "Videos");
+
+  auto backup = classify("/media/a/Backup/Clips", {"Clips", "Backup", std::nullopt, false});
+  EXPECT_EQ(backup.first, RecordingLocationType::external("Backup"));
+  EXPECT_EQ(backup.second, "Clips");
+
+  auto backupRoot = classify("/media/a/Backup", {"Backup", "Backup", std::nullopt, false});
+  EXPECT_EQ(backupRoot.first, RecordingLocationType::external("Backup"));
+  EXPECT_EQ(backupRoot.second, std::nullopt);
+
+  auto cloud = classify("/home/a/Drive/x", {"x", "User", "Drive", false});
+  EXPECT_EQ(cloud.first, RecordingLocationType::cloud());
+  EXPECT_EQ(cloud.second, "x");
+
+  auto provider = classify("/Users/a/Library/File Provider Storage/Shots", {"Shots", "Backup", "Box", false});
+  EXPECT_EQ(provider.first, RecordingLocationType::local());
+  EXPECT_EQ(provider.second, "Shots");
+  auto providerRoot = classify("/Users/a/Library/File Provider Storage", {"File Provider Storage", std::nullopt, std::nullopt, false});
+  EXPECT_EQ(providerRoot.first, RecordingLocationType::local());
+  EXPECT_EQ(providerRoot.second, std::nullopt);
+
+  auto nothing = classify("/x", {"x", std::nullopt, std::nullopt, std::nullopt});
+  EXPECT_EQ(nothing.first, RecordingLocationType::local());
+  EXPECT_EQ(nothing.second, "x");
+}
+
+constexpr std::string_view kMounts =
+    "/dev/sda2 / ext4 rw,relatime 0 0\n"
+    "/dev/sdb1 /media/ann/Backup\\040Disk vfat rw,nosuid 0 0\n"
+    "/dev/sr0 /media/ann/DVD iso9660 ro,nosuid 0 0\n"
+    "rclone: /home/ann/Drive fuse.rclone rw,nosuid 0 0\n";
+
+TEST(RecordingLocation, MountTableGivesVolumeFacts) {
+  auto home = volumeResourceValues("/home/ann/Videos", kMounts);
+  ASSERT_TRUE(home.has_value());
+  EXPECT_EQ(*home, (VolumeResourceValues{"Videos", "User", std::nullopt, false}));
+  auto disk = volumeResourceValues("/media/ann/Backup Disk", kMounts);
+  ASSERT_TRUE(disk.has_value());
+  EXPECT_EQ(*disk, (VolumeResourceValues{"Backup Disk", "Backup Disk", std::nullopt, false}));
+  EXPECT_EQ(classifyRecordingLocation("/media/ann/Backup Disk", *disk).first,
+            RecordingLocationType::external("Backup Disk"));
+  EXPECT_EQ(volumeResourceValues("/media/ann/DVD/a", kMounts)->volumeIsReadOnly, true);
+  EXPECT_EQ(volumeResourceValues("/home/ann/Drive/Clips", kMounts)->ubiquitousItemContainerDisplayName, "Drive");
+  EXPECT_FALSE(volumeResourceValues("relative/path", kMounts).has_value());
+  EXPECT_FALSE(volumeResourceValues("/home/ann", "").has_value());
+}
+
+TEST(RecordingLocation, AddCustomLocationAppendsAndRefusesReadOnlyVolumes) {
+  StandardStore standard;
+  testing::ScratchDirectory scratch("tav-location");
+  auto folder = scratch / "Clips";
+  std::filesystem::create_directory(folder);
+  const std::string writable = "/dev/sda2 / ext4 rw 0 0\n";
+  const std::string readOnly = "/dev/sda2 / ext4 ro 0 0\n";
+
+  CustomRecordingLocation::addCustomLocation(Url::fileUrl(folder), writable);
+  auto saved = CustomRecordingLocation::locations().get();
+  ASSERT_EQ(saved.size(), 1u);
+  const CustomRecordingLocation* custom = saved[0].customLocation();
+  ASSERT_NE(custom, nullptr);
+  EXPECT_EQ(custom->type, RecordingLocationType::local());
+  EXPECT_EQ(custom->name, "Clips");
+  EXPECT_EQ(custom->id.size(), 36u);
+  EXPECT_EQ(saved[0].url()->filePath(), folder);
+
+  EXPECT_THROW(CustomRecordingLocation::addCustomLocation(Url::fileUrl(folder), readOnly), RecordingLocationError);
+  EXPECT_THROW(CustomRecordingLocation::addCustomLocation(Url::fileUrl(scratch / "missing"), writable),
+               RecordingLocationError);
+  EXPECT_EQ(CustomRecordingLocation::locations().get().size(), 1u);
+}
+
+}  // namespace
+}  // namespace tav
