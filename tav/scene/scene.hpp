@@ -10,16 +10,20 @@
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <unordered_map>
 #include <optional>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <variant>
 #include <vector>
 
+#include "tav/contracts/geometry.hpp"
 #include "tav/contracts/json_coder.hpp"
 #include "tav/contracts/transfer_asset_reference.hpp"
 #include "tav/scene/aspect_ratio.hpp"
 #include "tav/scene/audio_configuration.hpp"
 #include "tav/scene/device_configuration.hpp"
+#include "tav/scene/element_placement.hpp"
 #include "tav/scene/scene_enums.hpp"
 #include "tav/scene/scene_format.hpp"
 #include "tav/scene/scene_transition.hpp"
@@ -253,6 +257,81 @@ class Scene {
   /// `elements` reordered so that every frame's subtree stands directly in front of it, children
   /// before their frame.
   static std::vector<SceneElement> frameRenderOrder(const std::vector<SceneElement>& elements);
+
+  // Aspect formats (aspect_formats.cpp). A format seeded from another gets fresh ids throughout, so
+  // no layer or group is ever shared between two formats.
+
+  /// Creates the format for `aspect` unless there is one: a copy of the format at `seedingFrom`
+  /// translated to `aspect` when that format exists, else an empty format with an opaque black
+  /// background. True when a format was created. The primary and active aspects don't change.
+  bool ensureFormat(AspectRatio aspect, std::optional<AspectRatio> seedingFrom = std::nullopt);
+  /// A format that looks like `format` on a canvas of `target`, sharing no identity with it: new ids
+  /// for every layer and group, links among them rewritten, links leaving the format dropped, layer
+  /// masks kept only when their layer is copied too, and every layer's geometry translated. Video files
+  /// are duplicated for the new layers (the old file is shared when that fails).
+  static SceneFormat copyFormat(const SceneFormat& format, AspectRatio source, AspectRatio target);
+  /// `element` with its geometry moved from a `source` canvas to a `target` canvas so that it keeps
+  /// its size in points and its distance to the nearest edge (by thirds, or a frame's constraints),
+  /// fitted and clamped to the canvas when it fitted before. The id is unchanged. An element lacking
+  /// any of the four geometry fields, or equal aspects, give the element back unchanged.
+  static SceneElement translated(const SceneElement& element, AspectRatio source, AspectRatio target);
+  /// A copy for previewing the routed format on a canvas of `target`: its layers translated, still
+  /// stored under the routed aspect, with the same ids. A plain copy when the aspects are equal or
+  /// the routed aspect has no format.
+  Scene translatingGeometry(AspectRatio target) const;
+
+  // Placement of new layers and transfer between formats (tav/structure/element_transfer.cpp).
+
+  /// Where a layer the user adds next to the layer `nextTo` goes in the routed format: directly in
+  /// front of it, in its frame or its folder, and between a split's bookends when it is one. Absent
+  /// when `nextTo` is absent or names no layer of the routed format.
+  std::optional<ElementPlacement> newElementPlacement(const std::optional<Uuid>& nextTo) const;
+
+  /// How transferElements places the copies on the target canvas.
+  class TransferPlacement {
+   public:
+    /// Moves the selection as a block so that `grabOffset`, a fraction of the selection's bounding
+    /// box, lies at the canvas point `at` (canvas fractions), kept on the canvas where it fits.
+    struct Anchored {
+      Point grabOffset;
+      Point at;
+      friend bool operator==(const Anchored&, const Anchored&) = default;
+    };
+    /// Leaves the copies where geometry translation puts them.
+    struct Translated {
+      friend bool operator==(const Translated&, const Translated&) = default;
+    };
+
+    static TransferPlacement anchored(Point grabOffset, Point at) { return TransferPlacement(Anchored{grabOffset, at}); }
+    static TransferPlacement translated() { return TransferPlacement(Translated{}); }
+
+    bool isAnchored() const { return std::holds_alternative<Anchored>(value_); }
+    bool isTranslated() const { return std::holds_alternative<Translated>(value_); }
+    /// The payload of `anchored`; nullptr for `translated`.
+    const Anchored* anchoredPlacement() const { return std::get_if<Anchored>(&value_); }
+
+    friend bool operator==(const TransferPlacement&, const TransferPlacement&) = default;
+
+   private:
+    explicit TransferPlacement(std::variant<Anchored, Translated> value) : value_(value) {}
+    std::variant<Anchored, Translated> value_;
+  };
+
+  /// Copies (and with `removingSource` moves) the layers `ids` of the format at `from` into the
+  /// format at `to`, created empty when missing, in front of what stands there. Locked layers of the
+  /// selection are left out, then the selection grows to what it cannot live without: both bookends
+  /// and the sandwiched layers of a split, a frame's whole subtree, and both ends of every mask link.
+  /// The copies are reborn (new ids, links rewritten), keep the folder tree under `rootFolderID`, form
+  /// a new split group where both bookends came along, take `resolvedGeometry`'s rectangle by source
+  /// id where given, are translated to the target canvas and then placed by `placement`. The target
+  /// format is then made contiguous again; a move takes the whole closure out of the source and drops
+  /// the groups this empties. Returns the copies' ids in order; empty, with the document unchanged,
+  /// when `from` equals `to`, `from` has no format, or nothing is left to copy. `activeAspect` is as
+  /// it was on return.
+  std::vector<Uuid> transferElements(const std::unordered_set<Uuid>& ids, AspectRatio from, AspectRatio to,
+                                     const TransferPlacement& placement, bool removingSource,
+                                     std::optional<Uuid> rootFolderID,
+                                     const std::unordered_map<Uuid, Rect>& resolvedGeometry);
 
   /// Equal when every stored field but `activeAspect` is equal.
   friend bool operator==(const Scene& a, const Scene& b);

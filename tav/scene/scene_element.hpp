@@ -67,6 +67,8 @@ class SceneElement {
   const std::optional<std::string>& stockImageName() const { return stockImageName_; }
   const JsonObject& unknownTypeStorage() const { return unknownTypeStorage_; }
   const JsonObject& additionalProperties() const { return additionalProperties_; }
+  /// Forgets the raw JSON of an unreadable "type", for a copy that must not carry it along.
+  void clearUnknownTypeStorage() { unknownTypeStorage_ = JsonObject(); }
 
   friend bool operator==(const SceneElement&, const SceneElement&) = default;
 
