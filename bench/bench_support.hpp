@@ -7,6 +7,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -90,6 +93,68 @@ void runOnFreshCopies(benchmark::State& state, const T& source, Work&& work) {
     copy.reset();
     state.ResumeTiming();
   }
+}
+
+/// Ends the run when an operation under measurement refuses: a refusal would time nothing.
+inline void expectDone(bool done) {
+  if (!done) std::abort();
+}
+
+/// One edit or query timed by a scaling suite: it runs on a fresh copy of `Fixture::scene`, with
+/// the rest of the fixture (the layers and groups it acts on) read-only.
+template <class Fixture>
+struct ScalingOperation {
+  const char* name;
+  std::function<void(decltype(Fixture::scene)&, const Fixture&)> run;
+};
+
+/// The fixture of 1,000 or of 10,000 layers, each made once by `make` on first use.
+template <class Fixture, Fixture (*make)(std::size_t)>
+const Fixture& fixtureOfSize(std::size_t layers) {
+  static const Fixture small = make(1000);
+  static const Fixture large = make(10000);
+  return layers == 1000 ? small : large;
+}
+
+/// Registers `<prefix>/<operation>` at 1,000 and 10,000 layers for every operation, and `scalingName`,
+/// which reports time(10,000 layers) / time(1,000 layers) per operation, best of several rounds each,
+/// every round starting with cold caches (target at most 15). `fixture(n)` gives the fixture of n
+/// layers and must outlive the benchmarks. Set TAV_BENCH_VERBOSE to see the times behind the ratios.
+template <class Fixture>
+bool registerScalingSuite(const char* prefix, const char* scalingName,
+                          const std::vector<ScalingOperation<Fixture>>& operations,
+                          const Fixture& (*fixture)(std::size_t)) {
+  auto time = [fixture](const ScalingOperation<Fixture>& operation, std::size_t layers, int rounds) {
+    const Fixture& f = fixture(layers);
+    return bestSecondsOnColdCopy(f.scene, rounds, [&](auto& scene) { operation.run(scene, f); });
+  };
+  for (const auto& operation : operations) {
+    benchmark::RegisterBenchmark((std::string(prefix) + "/" + operation.name).c_str(),
+                                 [fixture, operation](benchmark::State& state) {
+                                   const Fixture& f = fixture(static_cast<std::size_t>(state.range(0)));
+                                   runOnFreshCopies(state, f.scene, [&](auto& scene) { operation.run(scene, f); });
+                                 })
+        ->Arg(1000)
+        ->Arg(10000)
+        ->Unit(benchmark::kMicrosecond);
+  }
+  benchmark::RegisterBenchmark(scalingName,
+                               [operations, time](benchmark::State& state) {
+                                 for (auto _ : state) {
+                                   for (const auto& operation : operations) {
+                                     double small = time(operation, 1000, 30);
+                                     double large = time(operation, 10000, 10);
+                                     state.counters[operation.name] = large / small;
+                                     if (std::getenv("TAV_BENCH_VERBOSE")) {
+                                       std::fprintf(stderr, "%s: %.1f us at 1k, %.1f us at 10k\n", operation.name,
+                                                    small * 1e6, large * 1e6);
+                                     }
+                                   }
+                                 }
+                               })
+      ->Iterations(1)
+      ->Unit(benchmark::kMillisecond);
+  return true;
 }
 
 /// jansson's json_loads of `text`, the tree freed at once.

@@ -96,76 +96,26 @@ Fixture makeFixture(std::size_t layers) {
   return Fixture{std::move(scene), std::move(picks)};
 }
 
-const Fixture& generated(std::size_t layers) {
-  static const Fixture small = makeFixture(1000);
-  static const Fixture large = makeFixture(10000);
-  return layers == 1000 ? small : large;
-}
-
-struct Operation {
-  const char* name;
-  std::function<void(Scene&, const Picks&)> run;
-};
-
-void expectDone(bool done) {
-  if (!done) std::abort();  // a refused operation would time nothing
-}
-
-const std::vector<Operation>& operations() {
-  static const std::vector<Operation> list = {
-      {"create", [](Scene& s, const Picks& p) { expectDone(FolderOperations::create(p.scattered, "Bench", false, s).has_value()); }},
-      {"addToFolder", [](Scene& s, const Picks& p) { expectDone(FolderOperations::addToFolder(p.plainLayer, p.folder, s).has_value()); }},
-      {"removeFromFolder", [](Scene& s, const Picks& p) { expectDone(FolderOperations::removeFromFolder(p.folderMember, s).has_value()); }},
-      {"ungroup", [](Scene& s, const Picks& p) { expectDone(FolderOperations::ungroup(p.folder, s).has_value()); }},
-      {"nestFolder", [](Scene& s, const Picks& p) { expectDone(FolderOperations::nestFolder(p.chainTop, p.firstChainTop, s).has_value()); }},
-      {"split", [](Scene& s, const Picks& p) { expectDone(SplitVideoOperations::split(p.plainLayer, s).has_value()); }},
-      {"unsplit", [](Scene& s, const Picks& p) { expectDone(SplitVideoOperations::unsplit(p.split, p.splitForeground, s).has_value()); }},
-      {"toggle", [](Scene& s, const Picks& p) { expectDone(SplitVideoOperations::toggle(p.sandwiched, s).has_value()); }},
-      {"splitVideoGroups", [](Scene& s, const Picks&) { benchmark::DoNotOptimize(splitVideoGroups(s)); }},
-      {"splitVideoGroupWithID", [](Scene& s, const Picks& p) { benchmark::DoNotOptimize(splitVideoGroupWithID(s, p.split)); }},
-      {"splitVideoGroupContaining", [](Scene& s, const Picks& p) { benchmark::DoNotOptimize(splitVideoGroupContaining(s, p.sandwiched)); }},
+const std::vector<ScalingOperation<Fixture>>& operations() {
+  static const std::vector<ScalingOperation<Fixture>> list = {
+      {"create", [](Scene& s, const Fixture& f) { expectDone(FolderOperations::create(f.picks.scattered, "Bench", false, s).has_value()); }},
+      {"addToFolder", [](Scene& s, const Fixture& f) { expectDone(FolderOperations::addToFolder(f.picks.plainLayer, f.picks.folder, s).has_value()); }},
+      {"removeFromFolder", [](Scene& s, const Fixture& f) { expectDone(FolderOperations::removeFromFolder(f.picks.folderMember, s).has_value()); }},
+      {"ungroup", [](Scene& s, const Fixture& f) { expectDone(FolderOperations::ungroup(f.picks.folder, s).has_value()); }},
+      {"nestFolder", [](Scene& s, const Fixture& f) { expectDone(FolderOperations::nestFolder(f.picks.chainTop, f.picks.firstChainTop, s).has_value()); }},
+      {"split", [](Scene& s, const Fixture& f) { expectDone(SplitVideoOperations::split(f.picks.plainLayer, s).has_value()); }},
+      {"unsplit", [](Scene& s, const Fixture& f) { expectDone(SplitVideoOperations::unsplit(f.picks.split, f.picks.splitForeground, s).has_value()); }},
+      {"toggle", [](Scene& s, const Fixture& f) { expectDone(SplitVideoOperations::toggle(f.picks.sandwiched, s).has_value()); }},
+      {"splitVideoGroups", [](Scene& s, const Fixture&) { benchmark::DoNotOptimize(splitVideoGroups(s)); }},
+      {"splitVideoGroupWithID", [](Scene& s, const Fixture& f) { benchmark::DoNotOptimize(splitVideoGroupWithID(s, f.picks.split)); }},
+      {"splitVideoGroupContaining", [](Scene& s, const Fixture& f) { benchmark::DoNotOptimize(splitVideoGroupContaining(s, f.picks.sandwiched)); }},
   };
   return list;
 }
 
-/// One operation on a fresh copy of the generated format; making and freeing the copy is not timed.
-void BM_StructureOperation(benchmark::State& state, const Operation& operation) {
-  const Fixture& fixture = generated(static_cast<std::size_t>(state.range(0)));
-  runOnFreshCopies(state, fixture.scene, [&](Scene& scene) { operation.run(scene, fixture.picks); });
-}
-
-double bestSeconds(const Operation& operation, const Fixture& fixture, int rounds) {
-  return bestSecondsOnColdCopy(fixture.scene, rounds, [&](Scene& scene) { operation.run(scene, fixture.picks); });
-}
-
-/// time(10,000 layers) / time(1,000 layers) for every operation, best of several rounds each, every
-/// round starting with cold caches.
-void BM_StructureOperationsScaling(benchmark::State& state) {
-  for (auto _ : state) {
-    for (const auto& operation : operations()) {
-      double small = bestSeconds(operation, generated(1000), 30);
-      double large = bestSeconds(operation, generated(10000), 10);
-      state.counters[operation.name] = large / small;
-      if (std::getenv("TAV_BENCH_VERBOSE")) {
-        std::fprintf(stderr, "%s: %.1f us at 1k, %.1f us at 10k\n", operation.name, small * 1e6, large * 1e6);
-      }
-    }
-  }
-}
-
-[[maybe_unused]] const bool registered = [] {
-  for (const auto& operation : operations()) {
-    benchmark::RegisterBenchmark((std::string("BM_StructureOperation/") + operation.name).c_str(),
-                                 BM_StructureOperation, operation)
-        ->Arg(1000)
-        ->Arg(10000)
-        ->Unit(benchmark::kMicrosecond);
-  }
-  benchmark::RegisterBenchmark("BM_StructureOperationsScaling", BM_StructureOperationsScaling)
-      ->Iterations(1)
-      ->Unit(benchmark::kMillisecond);
-  return true;
-}();
+[[maybe_unused]] const bool registered = registerScalingSuite(
+    "BM_StructureOperation", "BM_StructureOperationsScaling", operations(),
+    &fixtureOfSize<Fixture, makeFixture>);
 
 }  // namespace
 }  // namespace tav::bench

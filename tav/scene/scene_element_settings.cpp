@@ -16,6 +16,11 @@ bool take(T& stored, const T& incoming) {
 
 }  // namespace
 
+void SceneElementSettings::bakeRotation(const SceneLayoutPlacement& placement, int reapplied) {
+  if (placement.inheritedRotation == reapplied) return;
+  rotation = foldedDegrees(std::int64_t{placement.rotation} - reapplied);
+}
+
 std::optional<Rect> SceneElementSettings::rect() const {
   if (!xPosition || !yPosition || !width || !height) return std::nullopt;
   return Rect(*xPosition, *yPosition, *width, *height);

@@ -14,6 +14,7 @@
 #include "tav/scene/scene_enums.hpp"
 #include "tav/contracts/indirect.hpp"
 #include "tav/scene/scene_layout_item.hpp"
+#include "tav/scene/scene_layout_placement.hpp"
 #include "tav/scene/scene_mask.hpp"
 
 namespace tav {
@@ -46,6 +47,12 @@ struct SceneElementSettings {
   std::optional<Rect> rect() const;
   /// Sets the four geometry fields from the rectangle's minimum x, minimum y, width and height.
   void setRect(const Rect& rect);
+
+  /// Keeps the layer's on-screen rotation when it leaves frames that rotated it and lands where
+  /// `reapplied` degrees are applied from outside: unless the placement's inheritedRotation already
+  /// equals `reapplied`, `rotation` becomes the placement's rotation minus `reapplied`, folded to
+  /// -180...180.
+  void bakeRotation(const SceneLayoutPlacement& placement, int reapplied);
 
   /// `_cornerRadius` / 100.0; absent when `_cornerRadius` is.
   std::optional<double> cornerRadius() const;
