@@ -18,6 +18,7 @@ namespace {
 struct SceneOptions {
   std::string file;
   std::string aspect;
+  std::string from;
 };
 
 /// Reads and decodes the document named in `options`, reporting failures as tavo does.
@@ -108,6 +109,37 @@ int printTree(const Scene& scene, const std::string& aspectText) {
   return kSuccess;
 }
 
+/// The aspect named by `text`, or a usage message and absent.
+std::optional<AspectRatio> parseAspect(const std::string& text) {
+  auto aspect = enumFromRawValue<AspectRatio>(text);
+  if (!aspect) {
+    std::cerr << "tavo: unknown aspect \"" << text << "\" (one of landscape, portrait, fourByThree, "
+              << "threeByFour, square, unknown)\n";
+  }
+  return aspect;
+}
+
+/// Seeds the format at `aspectText`, from `fromText` when given, and prints the document.
+int addFormat(Scene& scene, const std::string& aspectText, const std::string& fromText) {
+  const auto aspect = parseAspect(aspectText);
+  if (!aspect) return kUsage;
+  std::optional<AspectRatio> from;
+  if (!fromText.empty()) {
+    from = parseAspect(fromText);
+    if (!from) return kUsage;
+  }
+  if (scene.hasFormat(*aspect)) {
+    std::cerr << "tavo: the scene already has a " << aspectText << " format; nothing was added\n";
+    return kDataError;
+  }
+  if (from && !scene.hasFormat(*from)) {
+    std::cerr << "tavo: the scene has no " << fromText << " format to seed from; the new " << aspectText
+              << " format is empty\n";
+  }
+  scene.ensureFormat(*aspect, from);
+  return printNormalized(scene);
+}
+
 }  // namespace
 
 void addSceneCommands(CLI::App& app, int& status) {
@@ -149,6 +181,20 @@ void addSceneCommands(CLI::App& app, int& status) {
   tree->add_option("--aspect", treeOptions->aspect, "Only this format (landscape, portrait, square, ...)");
   tree->callback([treeOptions, &status] {
     if (auto loaded = loadScene(*treeOptions, status)) status = printTree(*loaded, treeOptions->aspect);
+  });
+
+  auto addFormatOptions = std::make_shared<SceneOptions>();
+  auto* addFormatCommand = scene->add_subcommand(
+      "add-format", "Add a format for another aspect, copied and translated from an existing one or empty, "
+                    "and write the document");
+  addFormatCommand->add_option("FILE", addFormatOptions->file, "The document; standard input when absent or -");
+  addFormatCommand->add_option("--aspect", addFormatOptions->aspect, "The aspect of the new format")->required();
+  addFormatCommand->add_option("--from", addFormatOptions->from,
+                               "Copy the layers of this aspect's format, with new ids and translated geometry");
+  addFormatCommand->callback([addFormatOptions, &status] {
+    if (auto loaded = loadScene(*addFormatOptions, status)) {
+      status = addFormat(*loaded, addFormatOptions->aspect, addFormatOptions->from);
+    }
   });
 }
 

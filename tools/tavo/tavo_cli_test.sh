@@ -110,6 +110,25 @@ check "tree of a missing format" 65 $? out_is_empty
 run scene tree --aspect wide "$data/damaged-scene.json"
 check "tree of an unknown aspect" 64 $? out_is_empty
 
+run scene add-format --aspect square --from landscape "$data/sample-scene.json"
+check "add-format copies a format under new ids" 0 $? bash -c "grep -qF '\"square\"' '$work/out'"
+cp "$work/out" "$work/with-square.json"
+run scene tree --aspect square "$work/with-square.json"
+check "add-format: the new format has the seed's layers and folder, none of its ids" 0 $? bash -c \
+  "sed -n '1p' '$work/out' | grep -qx 'square (1:1), 6 layers' && grep -q '\[folder\] Lower third' '$work/out' && ! grep -q 'A1B2C3D4\|0C5E1B8A\|3F8B4EBD' '$work/out'"
+run scene normalize "$work/with-square.json"
+check "add-format writes a document that reads back the same" 0 $? cmp -s "$work/out" "$work/with-square.json"
+run scene add-format --aspect portrait --from landscape "$data/sample-scene.json"
+check "add-format refuses an existing format" 65 $? bash -c \
+  "[[ ! -s '$work/out' ]] && grep -qF 'tavo: the scene already has a portrait format' '$work/err'"
+run scene add-format --aspect square --from threeByFour "$data/sample-scene.json"
+check "add-format from a missing format makes an empty one and says so" 0 $? bash -c \
+  "grep -qF 'no threeByFour format to seed from' '$work/err' && '$tavo' scene info '$work/out' | grep -qx '  square (1:1): 0 layers'"
+run scene add-format --aspect wide "$data/sample-scene.json"
+check "add-format of an unknown aspect" 64 $? out_is_empty
+run scene add-format "$data/sample-scene.json"
+check "add-format without --aspect" 64 $? out_is_empty
+
 # --- tavo obs inspect ---------------------------------------------------------------------------
 obs="$data/obs/sample-collection.json"
 run obs inspect "$obs" --profile-dir "$data/obs/profile"
