@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <limits>
 
 #include <fmt/format.h>
 
@@ -107,6 +108,19 @@ const std::vector<Resolution>& Resolution::portraitFourThreeOptions() {
 const std::vector<Resolution>& Resolution::squareOptions() {
   static const std::vector<Resolution> options{{1440, 1440}, {1080, 1080}, {720, 720}};
   return options;
+}
+
+std::int32_t Profile::FrameRate::cmTimeTimescale() const {
+  // Truncation toward zero; values a 32-bit timescale cannot hold are pinned to its ends (NaN to 0),
+  // where a plain conversion would be undefined.
+  if (std::isnan(value)) return 0;
+  if (value >= static_cast<double>(std::numeric_limits<std::int32_t>::max())) {
+    return std::numeric_limits<std::int32_t>::max();
+  }
+  if (value <= static_cast<double>(std::numeric_limits<std::int32_t>::min())) {
+    return std::numeric_limits<std::int32_t>::min();
+  }
+  return static_cast<std::int32_t>(value);
 }
 
 std::string Profile::FrameRate::title() const {

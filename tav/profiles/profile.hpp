@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tav/contracts/cm_time.hpp"
+
 #include "tav/contracts/geometry.hpp"
 #include "tav/contracts/json_coder.hpp"
 #include "tav/scene/aspect_ratio.hpp"
@@ -52,7 +54,9 @@ struct Profile {
     double interval() const { return 1 / value; }
     /// The timescale of the frame duration 1/timescale: the value truncated to a 32-bit integer, so
     /// 29.97 gives 29.
-    std::int32_t cmTimeTimescale() const { return static_cast<std::int32_t>(value); }
+    std::int32_t cmTimeTimescale() const;
+    /// One frame's duration: 1 / cmTimeTimescale().
+    CMTime cmTime() const { return CMTime::make(1, cmTimeTimescale()); }
     /// The value with up to two fraction digits: "30", "29.97".
     std::string title() const;
 
