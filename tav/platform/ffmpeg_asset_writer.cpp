@@ -1,0 +1,1019 @@
+#include "tav/platform/ffmpeg_asset_writer.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/audio_fifo.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/opt.h>
+#include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
+}
+
+#include "tav/contracts/logger.hpp"
+#include "tav/platform/ffmpeg_handles.hpp"
+
+namespace tav {
+namespace {
+
+const Logger& logger() {
+  static const Logger instance("FfmpegAssetWriter");
+  return instance;
+}
+
+// Video timestamps are kept at 1/90000 s: host clocks do not put frames on an exact frame-rate grid.
+constexpr AVRational kVideoTimeBase{1, 90000};
+
+// Longest gap in audio that is filled with silence to keep the track in step with the video; a longer
+// one (a suspended machine) is skipped over, and the audio runs early from there.
+constexpr std::int64_t kMaxSilenceSeconds = 60;
+
+std::int64_t integerSetting(const JsonObject& object, std::string_view key, std::int64_t fallback) {
+  const auto* value = object.if_contains(key);
+  if (value == nullptr) return fallback;
+  if (value->is_int64()) return value->as_int64();
+  if (value->is_uint64()) return static_cast<std::int64_t>(value->as_uint64());
+  if (value->is_double()) return static_cast<std::int64_t>(value->as_double() + 0.5);
+  return fallback;
+}
+
+double numberSetting(const JsonObject& object, std::string_view key, double fallback) {
+  const auto* value = object.if_contains(key);
+  if (value == nullptr) return fallback;
+  if (value->is_int64()) return static_cast<double>(value->as_int64());
+  if (value->is_uint64()) return static_cast<double>(value->as_uint64());
+  if (value->is_double()) return value->as_double();
+  return fallback;
+}
+
+std::string stringSetting(const JsonObject& object, std::string_view key, std::string fallback) {
+  const auto* value = object.if_contains(key);
+  if (value == nullptr || !value->is_string()) return fallback;
+  return std::string(value->as_string());
+}
+
+AVPixelFormat avPixelFormat(PixelFormat format) {
+  switch (format) {
+    case PixelFormat::nv12: return AV_PIX_FMT_NV12;
+    case PixelFormat::yuv420p: return AV_PIX_FMT_YUV420P;
+    case PixelFormat::bgra: return AV_PIX_FMT_BGRA;
+  }
+  return AV_PIX_FMT_NONE;
+}
+
+// (time - origin) in units of timeBase, rounded to nearest.
+std::int64_t relativeTicks(CMTime time, CMTime origin, AVRational timeBase) {
+  const CMTime relative = time - origin;
+  if (!relative.isNumeric()) return AV_NOPTS_VALUE;
+  return av_rescale_q_rnd(relative.value, AVRational{1, relative.timescale}, timeBase,
+                          static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
+}
+
+// Releases the host's sample memory when FFmpeg drops its last reference to a wrapped frame.
+void releaseSharedStorage(void* opaque, std::uint8_t*) { delete static_cast<std::shared_ptr<const void>*>(opaque); }
+
+// What an input's encoding thread shares with the writer: the container, its lock, the session start
+// and the writer's status. Owned jointly by the writer and its inputs so that either may go first.
+class Muxer {
+ public:
+  Muxer(std::filesystem::path path, FormatContextPtr format) : _path(std::move(path)), _format(std::move(format)) {}
+
+  const std::filesystem::path& path() const { return _path; }
+  AVFormatContext* format() const { return _format.get(); }
+
+  AssetWriterStatus status() const { return _status.load(); }
+  void setStatus(AssetWriterStatus status) { _status.store(status); }
+  void complete() {
+    auto expected = AssetWriterStatus::writing;
+    _status.compare_exchange_strong(expected, AssetWriterStatus::completed);
+  }
+  bool isCancelled() const { return _cancelled.load(); }
+  void setCancelled() { _cancelled.store(true); }
+  bool isFinishing() const { return _finishing.load(); }
+  void setFinishing() { _finishing.store(true); }
+
+  std::optional<std::string> error() const {
+    std::lock_guard lock(_errorMutex);
+    return _error;
+  }
+  /// Records the first failure and moves a writing (or not yet started) writer to failed.
+  void fail(const std::string& what, int code = 0) {
+    std::string text = _path.string() + ": " + what;
+    if (code != 0) text += ": " + ffmpegErrorText(code);
+    {
+      std::lock_guard lock(_errorMutex);
+      if (!_error) _error = text;
+    }
+    auto expected = AssetWriterStatus::writing;
+    if (!_status.compare_exchange_strong(expected, AssetWriterStatus::failed)) {
+      expected = AssetWriterStatus::unknown;
+      _status.compare_exchange_strong(expected, AssetWriterStatus::failed);
+    }
+    logger().error("{}", text);
+  }
+
+  void setSessionStart(CMTime time) {
+    std::lock_guard lock(_sessionMutex);
+    _sessionStart = time;
+  }
+  std::optional<CMTime> sessionStart() const {
+    std::lock_guard lock(_sessionMutex);
+    return _sessionStart;
+  }
+
+  void setHeaderOptions(std::string movflags, std::int64_t fragmentMicroseconds) {
+    _movflags = std::move(movflags);
+    _fragmentMicroseconds = fragmentMicroseconds;
+  }
+  bool isFragmented() const { return _fragmentMicroseconds > 0; }
+  void expectEncoders(int count) {
+    std::lock_guard lock(_mutex);
+    _encodersAwaited = count;
+  }
+
+  /// Called once per stream when its encoder is open: copies the codec parameters and, when it was the
+  /// last one awaited, writes the header and whatever packets were held back for it.
+  bool encoderOpened(AVStream* stream, const AVCodecContext* codec) {
+    std::lock_guard lock(_mutex);
+    const int result = avcodec_parameters_from_context(stream->codecpar, codec);
+    if (result < 0) {
+      fail("could not describe the stream", result);
+      return false;
+    }
+    if (codec->codec_id == AV_CODEC_ID_HEVC) stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
+    if (--_encodersAwaited > 0) return true;
+    return writeHeaderLocked();
+  }
+
+  /// Hands one encoded packet (timed in `timeBase`) to the container, interleaving it with the other
+  /// streams. Before the header exists the packet waits.
+  bool write(AVPacket* packet, AVRational timeBase, AVStream* stream) {
+    std::lock_guard lock(_mutex);
+    if (_cancelled.load() || _headerFailed) return false;
+    packet->stream_index = stream->index;
+    if (!_headerWritten) {
+      PacketPtr held(av_packet_clone(packet));
+      if (!held) return false;
+      _held.push_back(Held{std::move(held), timeBase, stream});
+      av_packet_unref(packet);
+      return true;
+    }
+    return writeLocked(packet, timeBase, stream);
+  }
+
+  /// After every encoder is drained: the end of the file. False (and failed) on error.
+  bool writeTrailer() {
+    std::lock_guard lock(_mutex);
+    if (!_headerWritten) {
+      fail("no stream could be started");
+      return false;
+    }
+    const int result = av_write_trailer(_format.get());
+    if (result < 0) {
+      fail("could not finish the file", result);
+      return false;
+    }
+    return closeLocked();
+  }
+
+  bool open() {
+    std::lock_guard lock(_mutex);
+    const int result = avio_open(&_format->pb, _path.c_str(), AVIO_FLAG_WRITE);
+    if (result < 0) {
+      fail("could not create the file", result);
+      return false;
+    }
+    return true;
+  }
+
+  /// Closes the file as it stands (after a cancel or a failure).
+  bool closeLocked() {
+    if (_format->pb != nullptr) {
+      const int result = avio_closep(&_format->pb);
+      if (result < 0) {
+        fail("could not close the file", result);
+        return false;
+      }
+    }
+    return true;
+  }
+  void close() {
+    std::lock_guard lock(_mutex);
+    closeLocked();
+  }
+
+ private:
+  struct Held {
+    PacketPtr packet;
+    AVRational timeBase;
+    AVStream* stream;
+  };
+
+  bool writeHeaderLocked() {
+    AVDictionary* rawOptions = nullptr;
+    if (!_movflags.empty()) av_dict_set(&rawOptions, "movflags", _movflags.c_str(), 0);
+    if (_fragmentMicroseconds > 0) {
+      av_dict_set_int(&rawOptions, "frag_duration", _fragmentMicroseconds, 0);
+      // Without this the fragments sit in the I/O buffer and a killed process loses the last ones.
+      av_dict_set(&rawOptions, "flush_packets", "1", 0);
+    }
+    DictionaryPtr options(rawOptions);
+    rawOptions = options.release();
+    const int result = avformat_write_header(_format.get(), &rawOptions);
+    options.reset(rawOptions);
+    if (result < 0) {
+      _headerFailed = true;
+      fail("could not write the file header", result);
+      return false;
+    }
+    _headerWritten = true;
+    for (auto& held : _held) {
+      if (!writeLocked(held.packet.get(), held.timeBase, held.stream)) return false;
+    }
+    _held.clear();
+    return true;
+  }
+
+  bool writeLocked(AVPacket* packet, AVRational timeBase, AVStream* stream) {
+    av_packet_rescale_ts(packet, timeBase, stream->time_base);
+    const int result = av_interleaved_write_frame(_format.get(), packet);
+    if (result < 0) {
+      fail("could not write a packet", result);
+      return false;
+    }
+    return true;
+  }
+
+  const std::filesystem::path _path;
+  std::atomic<AssetWriterStatus> _status{AssetWriterStatus::unknown};
+  std::atomic<bool> _cancelled{false};
+  std::atomic<bool> _finishing{false};
+
+  mutable std::mutex _errorMutex;
+  std::optional<std::string> _error;  // guarded by _errorMutex
+
+  mutable std::mutex _sessionMutex;
+  std::optional<CMTime> _sessionStart;  // guarded by _sessionMutex
+
+  std::mutex _mutex;  // guards everything below and every write into the container
+  FormatContextPtr _format;
+  std::string _movflags;
+  std::int64_t _fragmentMicroseconds = 0;
+  int _encodersAwaited = 0;
+  bool _headerWritten = false;
+  bool _headerFailed = false;
+  std::vector<Held> _held;
+};
+
+/// One stream of an FfmpegAssetWriter. The caller's thread queues handles; the input's own thread
+/// (started by the writer's startWriting) converts, encodes and hands packets to the muxer.
+class FfmpegAssetWriterInput final : public AssetWriterInput {
+ public:
+  FfmpegAssetWriterInput(MediaStreamType mediaType, std::optional<MediaSettings> settings, std::size_t capacity)
+      : _mediaType(std::move(mediaType)), _settings(std::move(settings)), _capacity(capacity) {}
+
+  ~FfmpegAssetWriterInput() override { stop(); }
+
+  MediaStreamType mediaType() const override { return _mediaType; }
+  bool expectsMediaDataInRealTime() const override { return _realTime.load(); }
+  void setExpectsMediaDataInRealTime(bool value) override { _realTime.store(value); }
+
+  bool isReadyForMoreMediaData() const override {
+    std::lock_guard lock(_mutex);
+    return _muxer != nullptr && _muxer->status() == AssetWriterStatus::writing && !_finished && !_muxer->isFinishing() &&
+           _queue.size() < _capacity;
+  }
+
+  bool append(const CMSampleBuffer& sampleBuffer) override {
+    const bool kindMatches =
+        _mediaType.isVideo() ? sampleBuffer.videoFrame() != nullptr : sampleBuffer.audioData() != nullptr;
+    if (!kindMatches) return false;
+    {
+      std::lock_guard lock(_mutex);
+      if (_muxer == nullptr || _muxer->status() != AssetWriterStatus::writing || _finished || _muxer->isFinishing() ||
+          _queue.size() >= _capacity || !_muxer->sessionStart()) {
+        return false;
+      }
+      _queue.push_back(sampleBuffer);
+    }
+    _wake.notify_one();
+    return true;
+  }
+
+  void markAsFinished() override {
+    {
+      std::lock_guard lock(_mutex);
+      _finished = true;
+    }
+    _wake.notify_one();
+  }
+
+  bool isAttached() const {
+    std::lock_guard lock(_mutex);
+    return _muxer != nullptr;
+  }
+  void attach(std::shared_ptr<Muxer> muxer) {
+    std::lock_guard lock(_mutex);
+    _muxer = std::move(muxer);
+  }
+
+  /// On the caller's thread at startWriting: the stream, the settings checked, and for audio the
+  /// encoder opened. Video opens its encoder at the first frame, in the frame's own pixel format when
+  /// the encoder takes it. False after recording the failure on the muxer.
+  bool prepare() {
+    _stream = avformat_new_stream(_muxer->format(), nullptr);
+    if (_stream == nullptr) {
+      _muxer->fail("could not add a stream");
+      return false;
+    }
+    const JsonObject noSettings;
+    const JsonObject& settings = _settings ? *_settings : noSettings;
+    if (_mediaType.isVideo()) return prepareVideo(settings);
+    if (_mediaType.isAudio()) return prepareAudio(settings);
+    _muxer->fail("cannot write a stream of type " + _mediaType.rawValue());
+    return false;
+  }
+
+  void start() {
+    _thread = std::thread([this] { run(); });
+  }
+
+  /// Wakes the thread (to drain, or to stop when cancelled) and waits for it to end.
+  void stop() {
+    _wake.notify_all();
+    std::lock_guard lock(_joinMutex);
+    if (_thread.joinable()) _thread.join();
+  }
+
+  void wake() { _wake.notify_all(); }
+
+ private:
+  // ---- settings ----
+  bool prepareVideo(const JsonObject& settings) {
+    const std::string codecType = stringSetting(settings, AVVideoCodecKey, std::string(AVVideoCodecTypeH264));
+    const char* encoderName = nullptr;
+    if (codecType == AVVideoCodecTypeH264) encoderName = "libx264";
+    if (codecType == AVVideoCodecTypeHEVC) encoderName = "libx265";
+    if (codecType == AVVideoCodecTypeAppleProRes422) encoderName = "prores_ks";
+    _encoder = encoderName != nullptr ? avcodec_find_encoder_by_name(encoderName) : nullptr;
+    if (_encoder == nullptr) {
+      _muxer->fail("no encoder for video codec \"" + codecType + "\"");
+      return false;
+    }
+    _width = static_cast<int>(integerSetting(settings, AVVideoWidthKey, 1920));
+    _height = static_cast<int>(integerSetting(settings, AVVideoHeightKey, 1080));
+    if (_width < 2 || _height < 2) {
+      _muxer->fail("video size " + std::to_string(_width) + "x" + std::to_string(_height) + " is too small");
+      return false;
+    }
+    const auto* compression = settings.if_contains(AVVideoCompressionPropertiesKey);
+    const JsonObject noCompression;
+    const JsonObject& properties =
+        compression != nullptr && compression->is_object() ? compression->as_object() : noCompression;
+    _frameRate = numberSetting(properties, AVVideoExpectedSourceFrameRateKey, 30.0);
+    if (!(_frameRate > 0)) _frameRate = 30.0;
+    _bitRate = integerSetting(properties, AVVideoAverageBitRateKey, 0);
+    _keyFrameInterval = static_cast<int>(integerSetting(properties, AVVideoMaxKeyFrameIntervalKey,
+                                                        std::max<std::int64_t>(1, std::llround(_frameRate))));
+    _preset = stringSetting(settings, TavVideoEncoderPresetKey, "veryfast");
+    _stream->time_base = kVideoTimeBase;
+    return true;
+  }
+
+  bool prepareAudio(const JsonObject& settings) {
+    const AVCodec* encoder = avcodec_find_encoder_by_name("aac");
+    if (encoder == nullptr) {
+      _muxer->fail("no AAC encoder");
+      return false;
+    }
+    const auto sampleRate = static_cast<int>(integerSetting(settings, AVSampleRateKey, 48000));
+    const auto channels = static_cast<int>(integerSetting(settings, AVNumberOfChannelsKey, 2));
+    if (sampleRate <= 0 || channels <= 0 || channels > 8) {
+      _muxer->fail("audio of " + std::to_string(channels) + " channels at " + std::to_string(sampleRate) +
+                   " Hz cannot be encoded");
+      return false;
+    }
+    _codec.reset(avcodec_alloc_context3(encoder));
+    AVCodecContext* codec = _codec.get();
+    codec->sample_fmt = AV_SAMPLE_FMT_FLTP;
+    codec->sample_rate = sampleRate;
+    av_channel_layout_default(&codec->ch_layout, channels);
+    codec->bit_rate = integerSetting(settings, AVEncoderBitRateKey, 64000 * std::min(channels, 2));
+    codec->time_base = AVRational{1, sampleRate};
+    if (_muxer->format()->oformat->flags & AVFMT_GLOBALHEADER) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    const int result = avcodec_open2(codec, encoder, nullptr);
+    if (result < 0) {
+      _muxer->fail("could not open the AAC encoder", result);
+      return false;
+    }
+    _stream->time_base = codec->time_base;
+    _fifo.reset(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, channels, std::max(codec->frame_size, 1024) * 4));
+    if (_muxer->isFragmented()) {
+      // AAC's priming samples carry negative times, which a file whose header is written first cannot
+      // hide with an edit list; the container would shift every track to make room. Instead the
+      // priming takes the first samples of the timeline: the audio written starts that much into the
+      // session and the encoder's first packet lands at zero, in step with the video.
+      _writtenSamples = codec->initial_padding;
+      _nextAudioPts = codec->initial_padding;
+    }
+    _packet.reset(av_packet_alloc());
+    if (!_fifo || !_packet) {
+      _muxer->fail("out of memory", AVERROR(ENOMEM));
+      return false;
+    }
+    return _muxer->encoderOpened(_stream, codec);
+  }
+
+  bool openVideoEncoder(AVPixelFormat sourceFormat) {
+    _codec.reset(avcodec_alloc_context3(_encoder));
+    AVCodecContext* codec = _codec.get();
+    // The frame's own format when the encoder takes it, else the encoder's first 4:2:0 choice.
+    AVPixelFormat chosen = AV_PIX_FMT_NONE;
+    AVPixelFormat fallback = AV_PIX_FMT_NONE;
+    for (const AVPixelFormat* format = _encoder->pix_fmts; format != nullptr && *format != AV_PIX_FMT_NONE; ++format) {
+      if (*format == sourceFormat) chosen = *format;
+      if (fallback == AV_PIX_FMT_NONE) fallback = *format;
+      if (*format == AV_PIX_FMT_YUV420P && fallback != AV_PIX_FMT_YUV420P) fallback = AV_PIX_FMT_YUV420P;
+    }
+    codec->pix_fmt = chosen != AV_PIX_FMT_NONE ? chosen : fallback;
+    codec->width = _width;
+    codec->height = _height;
+    codec->time_base = kVideoTimeBase;
+    codec->framerate = av_d2q(_frameRate, 100000);
+    codec->gop_size = _keyFrameInterval;
+    // No frame reordering: a real-time recording wants each frame out as soon as it is encoded, and
+    // fragments written before the end need no edit list to start at zero.
+    codec->max_b_frames = 0;
+    if (_bitRate > 0) codec->bit_rate = _bitRate;
+    codec->color_primaries = AVCOL_PRI_BT709;
+    codec->color_trc = AVCOL_TRC_BT709;
+    codec->colorspace = AVCOL_SPC_BT709;
+    codec->color_range = AVCOL_RANGE_MPEG;
+    if (_muxer->format()->oformat->flags & AVFMT_GLOBALHEADER) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    AVDictionary* rawOptions = nullptr;
+    if (codec->codec_id == AV_CODEC_ID_H264 || codec->codec_id == AV_CODEC_ID_HEVC) {
+      av_dict_set(&rawOptions, "preset", _preset.c_str(), 0);
+    }
+    if (codec->codec_id == AV_CODEC_ID_HEVC) av_dict_set(&rawOptions, "x265-params", "log-level=error:bframes=0", 0);
+    if (codec->codec_id == AV_CODEC_ID_PRORES) av_dict_set(&rawOptions, "profile", "standard", 0);
+    const int result = avcodec_open2(codec, _encoder, &rawOptions);
+    av_dict_free(&rawOptions);
+    if (result < 0) {
+      _muxer->fail(std::string("could not open the ") + _encoder->name + " encoder", result);
+      return false;
+    }
+    _packet.reset(av_packet_alloc());
+    if (!_packet) {
+      _muxer->fail("out of memory", AVERROR(ENOMEM));
+      return false;
+    }
+    return _muxer->encoderOpened(_stream, codec);
+  }
+
+  // ---- the encoding thread ----
+  void run() {
+    while (true) {
+      CMSampleBuffer sample;
+      {
+        std::unique_lock lock(_mutex);
+        _wake.wait(lock, [&] {
+          return !_queue.empty() || _finished || _muxer->isFinishing() || _muxer->isCancelled() ||
+                 _muxer->status() == AssetWriterStatus::failed;
+        });
+        if (_muxer->isCancelled() || _muxer->status() == AssetWriterStatus::failed) return;
+        if (_queue.empty()) break;  // finished and drained
+        sample = _queue.front();
+      }
+      const bool ok = _mediaType.isVideo() ? encodeVideo(sample) : encodeAudio(sample);
+      {
+        std::lock_guard lock(_mutex);
+        _queue.pop_front();
+      }
+      if (!ok) return;
+    }
+    flush();
+  }
+
+  bool encodeVideo(const CMSampleBuffer& sample) {
+    const VideoFrame& picture = *sample.videoFrame();
+    const auto sessionStart = _muxer->sessionStart();
+    const std::int64_t pts = relativeTicks(CMSampleBufferGetPresentationTimeStamp(sample), *sessionStart, kVideoTimeBase);
+    if (pts == AV_NOPTS_VALUE || pts < 0 || (_lastPts != AV_NOPTS_VALUE && pts <= _lastPts)) {
+      // Before the session, untimed, or not later than the frame before: the encoder would refuse it.
+      noteDrop("a video frame whose time is before the session or not after the previous frame");
+      return true;
+    }
+    const AVPixelFormat sourceFormat = avPixelFormat(picture.pixelFormat);
+    if (!_codec && !openVideoEncoder(sourceFormat)) return false;
+    FramePtr frame = frameFor(picture, sourceFormat);
+    if (!frame) return false;
+    frame->pts = pts;
+    // The last frame's length in the file comes from here; without it the track ends a frame early.
+    const CMTime duration = CMSampleBufferGetDuration(sample);
+    if (duration.isNumeric() && duration.value > 0) {
+      frame->pkt_duration = av_rescale_q(duration.value, AVRational{1, duration.timescale}, kVideoTimeBase);
+    } else if (_lastPts != AV_NOPTS_VALUE) {
+      frame->pkt_duration = pts - _lastPts;
+    }
+    _lastPts = pts;
+    if (frame->pkt_duration > 0) _durations[pts] = frame->pkt_duration;
+    return sendFrame(frame.get());
+  }
+
+  // The picture as the encoder wants it: wrapped without a copy when format and size match, else
+  // converted by swscale (BGRA, or a size or format the encoder does not take).
+  FramePtr frameFor(const VideoFrame& picture, AVPixelFormat sourceFormat) {
+    AVCodecContext* codec = _codec.get();
+    FramePtr frame(av_frame_alloc());
+    if (!frame) {
+      _muxer->fail("out of memory", AVERROR(ENOMEM));
+      return nullptr;
+    }
+    if (sourceFormat == codec->pix_fmt && picture.width == codec->width && picture.height == codec->height) {
+      frame->format = sourceFormat;
+      frame->width = picture.width;
+      frame->height = picture.height;
+      for (int plane = 0; plane < picture.planeCount; ++plane) {
+        frame->data[plane] = const_cast<std::uint8_t*>(picture.planes[static_cast<std::size_t>(plane)]);
+        frame->linesize[plane] = picture.strides[static_cast<std::size_t>(plane)];
+      }
+      // A reference to the host's memory, so the encoder keeps it alive instead of copying it.
+      auto* keeper = new std::shared_ptr<const void>(picture.storage);
+      frame->buf[0] = av_buffer_create(frame->data[0], 1, releaseSharedStorage, keeper, AV_BUFFER_FLAG_READONLY);
+      if (frame->buf[0] == nullptr) {
+        delete keeper;
+        _muxer->fail("out of memory", AVERROR(ENOMEM));
+        return nullptr;
+      }
+      return frame;
+    }
+    if (!_scaler || _scalerSource != sourceFormat || _scalerWidth != picture.width || _scalerHeight != picture.height) {
+      if (!makeScaler(sourceFormat, picture.width, picture.height)) return nullptr;
+    }
+    frame->format = codec->pix_fmt;
+    frame->width = codec->width;
+    frame->height = codec->height;
+    int result = av_frame_get_buffer(frame.get(), 0);
+    if (result >= 0) {
+      const std::uint8_t* const sourcePlanes[4] = {picture.planes[0], picture.planes[1], picture.planes[2], nullptr};
+      const int sourceStrides[4] = {picture.strides[0], picture.strides[1], picture.strides[2], 0};
+      result = scaleInto(sourcePlanes, sourceStrides, picture.height, frame.get());
+    }
+    if (result < 0) {
+      _muxer->fail("could not convert a video frame", result);
+      return nullptr;
+    }
+    return frame;
+  }
+
+  int scaleInto(const std::uint8_t* const planes[4], const int strides[4], int height, AVFrame* frame) {
+    const int rows = sws_scale(_scaler.get(), planes, strides, 0, height, frame->data, frame->linesize);
+    return rows > 0 ? 0 : AVERROR(EINVAL);
+  }
+
+  bool makeScaler(AVPixelFormat sourceFormat, int width, int height) {
+    AVCodecContext* codec = _codec.get();
+    _scaler.reset(sws_alloc_context());
+    SwsContext* scaler = _scaler.get();
+    if (scaler == nullptr) {
+      _muxer->fail("out of memory", AVERROR(ENOMEM));
+      return false;
+    }
+    av_opt_set_int(scaler, "srcw", width, 0);
+    av_opt_set_int(scaler, "srch", height, 0);
+    av_opt_set_int(scaler, "src_format", sourceFormat, 0);
+    av_opt_set_int(scaler, "dstw", codec->width, 0);
+    av_opt_set_int(scaler, "dsth", codec->height, 0);
+    av_opt_set_int(scaler, "dst_format", codec->pix_fmt, 0);
+    av_opt_set_int(scaler, "sws_flags", SWS_BILINEAR, 0);
+    // Converting 1080p BGRA takes several milliseconds on one core: use them all.
+    av_opt_set_int(scaler, "threads", static_cast<std::int64_t>(std::max(1u, std::thread::hardware_concurrency())), 0);
+    const int result = sws_init_context(scaler, nullptr, nullptr);
+    if (result < 0) {
+      _scaler.reset();
+      _muxer->fail("could not set up the video conversion", result);
+      return false;
+    }
+    // Video range BT.709 out; RGB in is full range.
+    const int* bt709 = sws_getCoefficients(SWS_CS_ITU709);
+    sws_setColorspaceDetails(scaler, bt709, 1, bt709, 0, 0, 1 << 16, 1 << 16);
+    _scalerSource = sourceFormat;
+    _scalerWidth = width;
+    _scalerHeight = height;
+    return true;
+  }
+
+  bool encodeAudio(const CMSampleBuffer& sample) {
+    const AudioBufferData& audio = *sample.audioData();
+    AVCodecContext* codec = _codec.get();
+    if (audio.frameCount <= 0 || audio.channelCount <= 0 || audio.sampleRate <= 0 || !audio.samples) {
+      noteDrop("an empty or malformed audio buffer");
+      return true;
+    }
+    const auto sessionStart = _muxer->sessionStart();
+    const std::int64_t start =
+        relativeTicks(CMSampleBufferGetPresentationTimeStamp(sample), *sessionStart, codec->time_base);
+    if (start == AV_NOPTS_VALUE) {
+      noteDrop("an untimed audio buffer");
+      return true;
+    }
+    // Where the buffer lands against what is already written: fill a gap with silence, cut an overlap.
+    std::int64_t skipOutput = 0;
+    const std::int64_t gap = start - _writtenSamples;
+    const std::int64_t tolerance = codec->sample_rate / 200;  // 5 ms of clock jitter is ignored
+    if (gap > tolerance) {
+      if (gap <= kMaxSilenceSeconds * codec->sample_rate) {
+        if (!writeSilence(gap)) return false;
+      } else {
+        logger().error("{}: audio jumps {} s ahead; continuing without the gap", _muxer->path().string(),
+                       static_cast<double>(gap) / codec->sample_rate);
+        _writtenSamples = start;
+      }
+    } else if (gap < -tolerance) {
+      skipOutput = -gap;
+    }
+    const bool direct = audio.channelCount == codec->ch_layout.nb_channels && audio.sampleRate == codec->sample_rate;
+    if (direct) {
+      const std::int64_t skip = std::min<std::int64_t>(skipOutput, audio.frameCount);
+      if (skip == audio.frameCount) {
+        noteDrop("an audio buffer entirely before the session or the audio already written");
+        return true;
+      }
+      void* planes[AV_NUM_DATA_POINTERS] = {};
+      for (int channel = 0; channel < audio.channelCount; ++channel) {
+        planes[channel] = const_cast<float*>(audio.channel(channel) + skip);
+      }
+      const int count = audio.frameCount - static_cast<int>(skip);
+      if (av_audio_fifo_write(_fifo.get(), planes, count) < count) {
+        _muxer->fail("out of memory", AVERROR(ENOMEM));
+        return false;
+      }
+      _writtenSamples += count;
+      return drainFifo(false);
+    }
+    return resampleIntoFifo(audio, skipOutput);
+  }
+
+  bool resampleIntoFifo(const AudioBufferData& audio, std::int64_t skipOutput) {
+    AVCodecContext* codec = _codec.get();
+    if (!_resampler || _resamplerChannels != audio.channelCount || _resamplerRate != audio.sampleRate) {
+      AVChannelLayout inputLayout;
+      av_channel_layout_default(&inputLayout, audio.channelCount);
+      SwrContext* raw = nullptr;
+      int result = swr_alloc_set_opts2(&raw, &codec->ch_layout, AV_SAMPLE_FMT_FLTP, codec->sample_rate, &inputLayout,
+                                       AV_SAMPLE_FMT_FLTP, audio.sampleRate, 0, nullptr);
+      _resampler.reset(raw);
+      if (result >= 0) result = swr_init(_resampler.get());
+      av_channel_layout_uninit(&inputLayout);
+      if (result < 0) {
+        _resampler.reset();
+        _muxer->fail("could not set up the audio conversion", result);
+        return false;
+      }
+      _resamplerChannels = audio.channelCount;
+      _resamplerRate = audio.sampleRate;
+    }
+    const int capacity = swr_get_out_samples(_resampler.get(), audio.frameCount);
+    FramePtr converted(av_frame_alloc());
+    converted->format = AV_SAMPLE_FMT_FLTP;
+    converted->nb_samples = std::max(capacity, 1);
+    av_channel_layout_copy(&converted->ch_layout, &codec->ch_layout);
+    int result = av_frame_get_buffer(converted.get(), 0);
+    const std::uint8_t* inputs[AV_NUM_DATA_POINTERS] = {};
+    for (int channel = 0; channel < audio.channelCount && channel < AV_NUM_DATA_POINTERS; ++channel) {
+      inputs[channel] = reinterpret_cast<const std::uint8_t*>(audio.channel(channel));
+    }
+    if (result >= 0) {
+      result = swr_convert(_resampler.get(), converted->data, converted->nb_samples, inputs, audio.frameCount);
+    }
+    if (result < 0) {
+      _muxer->fail("could not convert audio", result);
+      return false;
+    }
+    const int skip = static_cast<int>(std::min<std::int64_t>(skipOutput, result));
+    const int count = result - skip;
+    if (count > 0) {
+      void* planes[AV_NUM_DATA_POINTERS] = {};
+      for (int channel = 0; channel < codec->ch_layout.nb_channels; ++channel) {
+        planes[channel] = converted->data[channel] + static_cast<std::ptrdiff_t>(skip) * sizeof(float);
+      }
+      if (av_audio_fifo_write(_fifo.get(), planes, count) < count) {
+        _muxer->fail("out of memory", AVERROR(ENOMEM));
+        return false;
+      }
+      _writtenSamples += count;
+    }
+    return drainFifo(false);
+  }
+
+  bool writeSilence(std::int64_t samples) {
+    AVCodecContext* codec = _codec.get();
+    const int chunk = std::max(codec->frame_size, 1024);
+    std::vector<float> zeros(static_cast<std::size_t>(chunk), 0.0f);
+    void* planes[AV_NUM_DATA_POINTERS] = {};
+    for (int channel = 0; channel < codec->ch_layout.nb_channels; ++channel) planes[channel] = zeros.data();
+    while (samples > 0) {
+      const int count = static_cast<int>(std::min<std::int64_t>(samples, chunk));
+      if (av_audio_fifo_write(_fifo.get(), planes, count) < count) {
+        _muxer->fail("out of memory", AVERROR(ENOMEM));
+        return false;
+      }
+      samples -= count;
+      _writtenSamples += count;
+      if (!drainFifo(false)) return false;
+    }
+    return true;
+  }
+
+  // Feeds whole encoder frames from the FIFO; at the end also the remainder (padded when the encoder
+  // cannot take a short last frame).
+  bool drainFifo(bool atEnd) {
+    AVCodecContext* codec = _codec.get();
+    const int frameSize = codec->frame_size > 0 ? codec->frame_size : 1024;
+    while (av_audio_fifo_size(_fifo.get()) >= frameSize || (atEnd && av_audio_fifo_size(_fifo.get()) > 0)) {
+      const int available = std::min(av_audio_fifo_size(_fifo.get()), frameSize);
+      const bool shortAllowed = (codec->codec->capabilities & AV_CODEC_CAP_SMALL_LAST_FRAME) != 0;
+      FramePtr frame(av_frame_alloc());
+      frame->format = AV_SAMPLE_FMT_FLTP;
+      frame->nb_samples = available < frameSize && !shortAllowed ? frameSize : available;
+      frame->sample_rate = codec->sample_rate;
+      av_channel_layout_copy(&frame->ch_layout, &codec->ch_layout);
+      int result = av_frame_get_buffer(frame.get(), 0);
+      if (result >= 0 && frame->nb_samples > available) {
+        av_samples_set_silence(frame->data, available, frame->nb_samples - available, codec->ch_layout.nb_channels,
+                               AV_SAMPLE_FMT_FLTP);
+      }
+      if (result >= 0 && av_audio_fifo_read(_fifo.get(), reinterpret_cast<void**>(frame->data), available) < available) {
+        result = AVERROR(EIO);
+      }
+      if (result < 0) {
+        _muxer->fail("could not queue audio for the encoder", result);
+        return false;
+      }
+      frame->pts = _nextAudioPts;
+      _nextAudioPts += frame->nb_samples;
+      if (!sendFrame(frame.get())) return false;
+    }
+    return true;
+  }
+
+  bool sendFrame(AVFrame* frame) {
+    AVCodecContext* codec = _codec.get();
+    int result = avcodec_send_frame(codec, frame);
+    if (result < 0) {
+      _muxer->fail(std::string("the ") + codec->codec->name + " encoder refused a frame", result);
+      return false;
+    }
+    while (true) {
+      result = avcodec_receive_packet(codec, _packet.get());
+      if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return true;
+      if (result < 0) {
+        _muxer->fail(std::string("the ") + codec->codec->name + " encoder failed", result);
+        return false;
+      }
+      if (_packet->duration <= 0) {
+        // Not every encoder wrapper carries the frame's duration over to its packet.
+        const auto known = _durations.find(_packet->pts);
+        if (known != _durations.end()) _packet->duration = known->second;
+      }
+      _durations.erase(_durations.begin(), _durations.upper_bound(_packet->pts));
+      if (!_muxer->write(_packet.get(), codec->time_base, _stream)) {
+        av_packet_unref(_packet.get());
+        return false;
+      }
+    }
+  }
+
+  void flush() {
+    if (_mediaType.isVideo() && !_codec) {
+      // No frame ever came: open the encoder anyway so the file has its header and a (empty) track.
+      if (!openVideoEncoder(AV_PIX_FMT_YUV420P)) return;
+    }
+    if (_mediaType.isAudio() && !drainFifo(true)) return;
+    sendFrame(nullptr);
+  }
+
+  void noteDrop(const char* what) {
+    ++_dropCount;
+    if (_dropCount == 1 || _dropCount % 100 == 0) {
+      logger().error("{}: dropped {} ({} so far)", _muxer->path().string(), what, _dropCount);
+    }
+  }
+
+  const MediaStreamType _mediaType;
+  const std::optional<MediaSettings> _settings;
+  const std::size_t _capacity;
+  std::atomic<bool> _realTime{false};
+
+  mutable std::mutex _mutex;  // guards _queue, _finished, _muxer's assignment
+  std::condition_variable _wake;
+  std::deque<CMSampleBuffer> _queue;  // the front is the sample being encoded
+  bool _finished = false;
+  std::shared_ptr<Muxer> _muxer;
+
+  std::mutex _joinMutex;
+  std::thread _thread;
+
+  // Set by prepare on the caller's thread before the encoding thread starts; then the thread's alone.
+  AVStream* _stream = nullptr;
+  const AVCodec* _encoder = nullptr;
+  CodecContextPtr _codec;
+  PacketPtr _packet;
+  int _width = 0;
+  int _height = 0;
+  double _frameRate = 30.0;
+  std::int64_t _bitRate = 0;
+  int _keyFrameInterval = 30;
+  std::string _preset;
+  std::int64_t _lastPts = AV_NOPTS_VALUE;
+  std::map<std::int64_t, std::int64_t> _durations;  // frame times to lengths, until their packets are out
+  SwsContextPtr _scaler;
+  AVPixelFormat _scalerSource = AV_PIX_FMT_NONE;
+  int _scalerWidth = 0;
+  int _scalerHeight = 0;
+  AudioFifoPtr _fifo;
+  SwrContextPtr _resampler;
+  int _resamplerChannels = 0;
+  int _resamplerRate = 0;
+  std::int64_t _writtenSamples = 0;  // audio samples given to the FIFO since the session start
+  std::int64_t _nextAudioPts = 0;
+  std::int64_t _dropCount = 0;
+};
+
+/// The writer: configuration on the caller's thread, encoding on the inputs' threads, finishing on a
+/// thread of its own that runs the completion.
+class FfmpegAssetWriter final : public AssetWriter {
+ public:
+  FfmpegAssetWriter(std::filesystem::path path, FormatContextPtr format)
+      : _path(path), _muxer(std::make_shared<Muxer>(std::move(path), std::move(format))) {}
+
+  ~FfmpegAssetWriter() override {
+    if (_muxer->status() == AssetWriterStatus::writing && !_muxer->isFinishing()) cancelWriting();
+    if (_finisher.joinable()) {
+      if (_finisher.get_id() == std::this_thread::get_id()) {
+        _finisher.detach();  // destroyed from its own completion: the thread ends right after
+      } else {
+        _finisher.join();
+      }
+    }
+    for (auto& input : _inputs) input->stop();
+  }
+
+  AssetWriterStatus status() const override { return _muxer->status(); }
+  std::optional<std::string> error() const override { return _muxer->error(); }
+  std::filesystem::path outputURL() const override { return _path; }
+  CMTime movieFragmentInterval() const override { return _fragmentInterval; }
+  void setMovieFragmentInterval(CMTime interval) override { _fragmentInterval = interval; }
+  void setMetadata(std::vector<MetadataItem> metadata) override { _metadata = std::move(metadata); }
+
+  void addInput(std::shared_ptr<AssetWriterInput> input) override {
+    auto ours = std::dynamic_pointer_cast<FfmpegAssetWriterInput>(input);
+    if (!ours) throw std::logic_error("an input made by another factory cannot be added to an FFmpeg writer");
+    if (_muxer->status() != AssetWriterStatus::unknown) throw std::logic_error("inputs are added before writing starts");
+    if (ours->isAttached()) throw std::logic_error("the input already belongs to a writer");
+    ours->attach(_muxer);
+    _inputs.push_back(std::move(ours));
+  }
+
+  bool startWriting() override {
+    if (_muxer->status() != AssetWriterStatus::unknown) return false;
+    if (_inputs.empty()) {
+      _muxer->fail("there is nothing to write (no inputs)");
+      return false;
+    }
+    AVFormatContext* format = _muxer->format();
+    bool metadataKeys = false;
+    for (const auto& item : _metadata) {
+      av_dict_set(&format->metadata, item.key.c_str(), item.value.c_str(), 0);
+      if (item.keySpace == "mdta") metadataKeys = true;
+    }
+    std::string movflags;
+    std::int64_t fragmentMicroseconds = 0;
+    if (_fragmentInterval.isNumeric() && _fragmentInterval.value > 0) {
+      movflags = "+frag_keyframe+empty_moov+default_base_moof";
+      fragmentMicroseconds = av_rescale(_fragmentInterval.value, 1'000'000, _fragmentInterval.timescale);
+    }
+    // Reverse-DNS keys are silently dropped unless the container writes its metadata as keyed items.
+    if (metadataKeys) movflags += "+use_metadata_tags";
+    _muxer->setHeaderOptions(movflags, fragmentMicroseconds);
+    _muxer->expectEncoders(static_cast<int>(_inputs.size()));
+    if (!_muxer->open()) return false;
+    _muxer->setStatus(AssetWriterStatus::writing);
+    for (auto& input : _inputs) {
+      if (!input->prepare()) {
+        _muxer->close();
+        return false;
+      }
+    }
+    for (auto& input : _inputs) input->start();
+    return true;
+  }
+
+  void startSession(CMTime sourceTime) override { _muxer->setSessionStart(sourceTime); }
+
+  void finishWriting(std::function<void()> completion) override {
+    if (_finisher.joinable()) {
+      throw std::logic_error("finishWriting was already called");
+    }
+    if (_muxer->status() == AssetWriterStatus::unknown) _muxer->fail("finishing a writer that never started");
+    _muxer->setFinishing();
+    for (auto& input : _inputs) input->wake();
+    _finisher = std::thread([this, completion = std::move(completion)] {
+      for (auto& input : _inputs) input->stop();
+      if (_muxer->status() == AssetWriterStatus::writing && !_muxer->isCancelled()) {
+        if (_muxer->writeTrailer()) _muxer->complete();
+      } else {
+        _muxer->close();
+      }
+      if (completion) completion();
+    });
+  }
+
+  void cancelWriting() override {
+    const AssetWriterStatus status = _muxer->status();
+    if (status == AssetWriterStatus::completed || status == AssetWriterStatus::cancelled) return;
+    _muxer->setCancelled();
+    _muxer->setStatus(AssetWriterStatus::cancelled);
+    for (auto& input : _inputs) input->stop();
+    if (!_finisher.joinable() || _finisher.get_id() == std::this_thread::get_id()) _muxer->close();
+  }
+
+ private:
+  const std::filesystem::path _path;
+  std::shared_ptr<Muxer> _muxer;
+  CMTime _fragmentInterval = kCMTimeInvalid;
+  std::vector<MetadataItem> _metadata;
+  std::vector<std::shared_ptr<FfmpegAssetWriterInput>> _inputs;
+  std::thread _finisher;
+};
+
+const char* muxerName(FileType fileType) {
+  switch (fileType) {
+    case FileType::quickTimeMovie: return "mov";
+    case FileType::appleM4A: return "ipod";
+    case FileType::mpeg4: return "mp4";
+  }
+  return "mov";
+}
+
+}  // namespace
+
+FfmpegAssetWriterFactory::FfmpegAssetWriterFactory(FfmpegAssetWriterOptions options) : _options(options) {
+  // FFmpeg's informational lines (x264's statistics, the muxer's notes) would land on the host's
+  // standard error; errors still do.
+  static std::once_flag quiet;
+  std::call_once(quiet, [] {
+    if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_ERROR);
+  });
+}
+
+std::unique_ptr<AssetWriter> FfmpegAssetWriterFactory::makeWriter(const std::filesystem::path& outputURL,
+                                                                  FileType fileType) {
+  const std::filesystem::path folder =
+      outputURL.has_parent_path() ? outputURL.parent_path() : std::filesystem::current_path();
+  std::error_code ignored;
+  if (!std::filesystem::is_directory(folder, ignored)) {
+    throw std::system_error(std::make_error_code(std::errc::no_such_file_or_directory),
+                            "Cannot create \"" + outputURL.string() + "\": its folder does not exist");
+  }
+  if (::access(folder.c_str(), W_OK) != 0) {
+    throw std::system_error(errno, std::generic_category(), "Cannot create \"" + outputURL.string() + "\"");
+  }
+  AVFormatContext* raw = nullptr;
+  const int result = avformat_alloc_output_context2(&raw, nullptr, muxerName(fileType), outputURL.c_str());
+  FormatContextPtr format(raw);
+  if (result < 0 || !format) {
+    throw std::runtime_error("Cannot create \"" + outputURL.string() + "\": " + ffmpegErrorText(result));
+  }
+  return std::make_unique<FfmpegAssetWriter>(outputURL, std::move(format));
+}
+
+std::shared_ptr<AssetWriterInput> FfmpegAssetWriterFactory::makeInput(MediaStreamType mediaType,
+                                                                      const std::optional<MediaSettings>& outputSettings) {
+  const std::size_t capacity = mediaType.isVideo() ? _options.videoQueueCapacity : _options.audioQueueCapacity;
+  return std::make_shared<FfmpegAssetWriterInput>(std::move(mediaType), outputSettings, std::max<std::size_t>(capacity, 1));
+}
+
+AssetWriterFactory& defaultAssetWriterFactory() {
+  static FfmpegAssetWriterFactory factory;
+  return factory;
+}
+
+}  // namespace tav
