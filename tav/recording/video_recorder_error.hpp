@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "tav/contracts/media_stream_type.hpp"
+
 namespace tav {
 
 class VideoRecorderError : public std::runtime_error {
@@ -31,6 +33,9 @@ class VideoRecorderError : public std::runtime_error {
   /// not localised.
   static VideoRecorderError invalidState(std::string reason) { return VideoRecorderError(Case::invalidState, std::move(reason)); }
   /// Carries the platform's raw string of the medium ("vide", "soun").
+  static VideoRecorderError unsupportedMediaType(const MediaStreamType& mediaType) {
+    return VideoRecorderError(Case::unsupportedMediaType, mediaType.rawValue());
+  }
   static VideoRecorderError unsupportedMediaType(std::string rawMediaType) {
     return VideoRecorderError(Case::unsupportedMediaType, std::move(rawMediaType));
   }

@@ -8,7 +8,8 @@ namespace {
 TEST(VideoRecorderError, TextsAreTheDefaultsFormattedWithTheArgument) {
   EXPECT_STREQ(VideoRecorderError::invalidState("Cannot start recording: no outputs configured").what(),
                "Invalid state: Cannot start recording: no outputs configured");
-  EXPECT_STREQ(VideoRecorderError::unsupportedMediaType("soun").what(), "Unsupported media type: soun");
+  EXPECT_STREQ(VideoRecorderError::unsupportedMediaType(MediaStreamType::audio()).what(), "Unsupported media type: soun");
+  EXPECT_STREQ(VideoRecorderError::unsupportedMediaType(MediaStreamType("text")).what(), "Unsupported media type: text");
   EXPECT_STREQ(VideoRecorderError::noAssetWriter().what(), "Missing asset writer");
   EXPECT_STREQ(VideoRecorderError::noRecordingInProgress().what(), "There wasn't a recording in progress");
   EXPECT_STREQ(VideoRecorderError::missingLocation().what(),

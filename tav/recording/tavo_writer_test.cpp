@@ -1,0 +1,395 @@
+#include "tav/recording/tavo_writer.hpp"
+
+#include <stdlib.h>
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "tav/recording/video_recorder_error.hpp"
+#include "tav/testing/scratch_directory.hpp"
+#include "tav/testing/scripted_asset_writer.hpp"
+
+namespace tav {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ScriptedAssetWriterFactory;
+
+CMSampleBuffer videoAt(std::int64_t value, std::int32_t timescale = 30) {
+  static const auto pixels = std::shared_ptr<const std::uint8_t>(new std::uint8_t[6]{}, std::default_delete<std::uint8_t[]>());
+  return CMSampleBuffer::videoFrame(VideoFrame::packed(PixelFormat::nv12, 2, 2, pixels), CMTime::make(value, timescale));
+}
+
+CMSampleBuffer audioAt(std::int64_t value, std::int32_t timescale = 30) {
+  static const auto samples = std::shared_ptr<const float>(new float[4]{}, std::default_delete<float[]>());
+  return CMSampleBuffer::audio(AudioBufferData{1, 48000, 4, samples}, CMTime::make(value, timescale));
+}
+
+MediaSettings stereo(int channels) {
+  MediaSettings settings;
+  settings[AVFormatIDKey] = kAudioFormatMPEG4AAC;
+  settings[AVNumberOfChannelsKey] = channels;
+  return settings;
+}
+
+/// A writer on a scripted factory and an in-memory store, writing into a scratch folder.
+class TavoWriterTest : public ::testing::Test {
+ protected:
+  TavoWriter makeWriter(bool isLead = true) { return TavoWriter(isLead, factory_, store_); }
+  Url fileURL(const char* name = "take.mov") const { return Url::fileUrl(scratch_ / name); }
+  void startWithBoth(TavoWriter& writer) {
+    writer.start(fileURL(), std::nullopt, stereo(2), true, FileType::quickTimeMovie, {});
+  }
+  std::optional<Url> mark() const { return TavoWriter::currentOutputURL(store_).get(); }
+
+  testing::ScratchDirectory scratch_{"tav-writer"};
+  ScriptedAssetWriterFactory factory_;
+  std::shared_ptr<InMemoryUserDefaults> store_ = std::make_shared<InMemoryUserDefaults>();
+};
+
+template <class F>
+std::string stderrOf(F&& action) {
+  ::testing::internal::CaptureStderr();
+  action();
+  return ::testing::internal::GetCapturedStderr();
+}
+
+template <class F>
+VideoRecorderError recorderErrorOf(F&& action) {
+  try {
+    action();
+  } catch (const VideoRecorderError& error) {
+    return error;
+  }
+  ADD_FAILURE() << "no VideoRecorderError";
+  return VideoRecorderError::unknown();
+}
+
+TEST_F(TavoWriterTest, StartConfiguresInputsFragmentsAndTheMark) {
+  TavoWriter writer = makeWriter();
+  std::vector<MetadataItem> metadata{{"mdta", "com.apple.quicktime.content.identifier", "tavo-canvas.primary"}};
+  std::string log = stderrOf([&] { writer.start(fileURL(), std::nullopt, stereo(2), true, FileType::quickTimeMovie, metadata); });
+  auto script = factory_.writer(0);
+  EXPECT_EQ(script->inputs, (std::vector<MediaStreamType>{MediaStreamType::audio(), MediaStreamType::video()}));
+  EXPECT_EQ(script->fragmentInterval, CMTime::make(1, 1));
+  EXPECT_EQ(script->metadata, metadata);
+  EXPECT_TRUE(factory_.input(MediaStreamType::video())->realTime);
+  EXPECT_TRUE(factory_.input(MediaStreamType::audio())->realTime);
+  // No video settings given: the defaults, 1920x1080.
+  EXPECT_EQ(factory_.input(MediaStreamType::video())->outputSettings->at(AVVideoWidthKey).as_int64(), 1920);
+  EXPECT_EQ(mark(), fileURL());
+  EXPECT_FALSE(fs::exists(scratch_ / "take.mov"));  // the file comes with the first buffer
+  EXPECT_NE(log.find("Output URL: " + (scratch_ / "take.mov").string()), std::string::npos) << log;
+  EXPECT_NE(log.find("Configured AVAssetWriter and inputs. Ready to record."), std::string::npos) << log;
+
+  TavoWriter audioFile = makeWriter(false);
+  audioFile.start(fileURL("voice.m4a"), std::nullopt, stereo(1), false, FileType::appleM4A, {});
+  EXPECT_FALSE(factory_.writer(1)->fragmentInterval.isValid());
+  EXPECT_EQ(factory_.writer(1)->inputs, (std::vector<MediaStreamType>{MediaStreamType::audio()}));
+  EXPECT_EQ(mark(), fileURL());  // only the lead writer marks
+}
+
+TEST_F(TavoWriterTest, AudioBeforeTheFirstVideoFrameIsDroppedAndCreatesNothing) {
+  TavoWriter writer = makeWriter();
+  startWithBoth(writer);
+  auto script = factory_.writer(0);
+  writer.write(audioAt(0), MediaStreamType::audio());
+  EXPECT_EQ(writer.counts().audioDrops, 1);
+  EXPECT_FALSE(script->called("startWriting"));
+  EXPECT_FALSE(fs::exists(scratch_ / "take.mov"));
+  EXPECT_FALSE(writer.sessionStartTime().has_value());
+
+  std::string log = stderrOf([&] { writer.write(videoAt(10), MediaStreamType::video()); });
+  EXPECT_NE(log.find("Recording session started at first video sample"), std::string::npos) << log;
+  EXPECT_EQ(script->sessionStart, CMTime::make(10, 30));
+  EXPECT_TRUE(fs::exists(scratch_ / "take.mov"));
+
+  writer.write(audioAt(9), MediaStreamType::audio());    // earlier than the session: dropped
+  writer.write(audioAt(20, 60), MediaStreamType::audio());  // equal (10/30): kept
+  writer.write(videoAt(5), MediaStreamType::video());    // video is not tested against the start
+  EXPECT_EQ(writer.counts(), (TavoWriter::Counts{2, 1, 0, 2}));
+  EXPECT_EQ(factory_.input(MediaStreamType::audio())->appendedTimes(), (std::vector<CMTime>{CMTime::make(20, 60)}));
+}
+
+TEST_F(TavoWriterTest, AudioOnlyWriterStartsAtItsFirstAudioBuffer) {
+  TavoWriter writer = makeWriter();
+  writer.start(fileURL("voice.m4a"), std::nullopt, stereo(2), false, FileType::appleM4A, {});
+  std::string log = stderrOf([&] { writer.write(audioAt(7), MediaStreamType::audio()); });
+  EXPECT_NE(log.find("Recording session started at first audio sample"), std::string::npos) << log;
+  EXPECT_EQ(factory_.writer(0)->sessionStart, CMTime::make(7, 30));
+  EXPECT_EQ(writer.counts(), (TavoWriter::Counts{0, 1, 0, 0}));
+  EXPECT_EQ(recorderErrorOf([&] { writer.write(videoAt(8), MediaStreamType::video()); }).what(),
+            std::string("Unsupported media type: vide"));
+}
+
+TEST_F(TavoWriterTest, DropsLogTheFirstAndEveryHundredthPerMedium) {
+  TavoWriter writer = makeWriter();
+  startWithBoth(writer);
+  writer.write(videoAt(0), MediaStreamType::video());
+  factory_.input(MediaStreamType::video())->setReady(false);
+  factory_.input(MediaStreamType::audio())->setReady(false);
+  std::string log = stderrOf([&] {
+    for (int i = 1; i <= 100; ++i) writer.write(videoAt(i), MediaStreamType::video());
+    writer.write(audioAt(1), MediaStreamType::audio());
+    writer.write(audioAt(2), MediaStreamType::audio());
+  });
+  EXPECT_NE(log.find("video input not ready — dropped 1 frames so far"), std::string::npos) << log;
+  EXPECT_NE(log.find("video input not ready — dropped 100 frames so far"), std::string::npos) << log;
+  EXPECT_EQ(log.find("dropped 2 frames"), std::string::npos) << log;
+  EXPECT_EQ(log.find("dropped 99 frames"), std::string::npos) << log;
+  EXPECT_NE(log.find("audio input not ready — dropped 1 frames so far"), std::string::npos) << log;
+  EXPECT_EQ(writer.counts(), (TavoWriter::Counts{1, 0, 100, 2}));
+}
+
+TEST_F(TavoWriterTest, FinishWithoutBuffersIsRefusedAndAbortLeavesNoFile) {
+  TavoWriter writer = makeWriter();
+  EXPECT_STREQ(recorderErrorOf([&] { writer.finish(); }).what(),
+               "Invalid state: Attempted to stop asset writer before it was initialized.");
+  EXPECT_STREQ(recorderErrorOf([&] { writer.write(videoAt(0), MediaStreamType::video()); }).what(),
+               "Invalid state: Attempted to write to asset writer before it was initialized.");
+  startWithBoth(writer);
+  EXPECT_STREQ(recorderErrorOf([&] { writer.finish(); }).what(),
+               "Invalid state: Cannot stop recording: writer is in idle state");
+  // Something left at the path (an earlier run's file) goes too, without a cancel of a writer that
+  // never wrote.
+  scratch_.write("take.mov", "stale");
+  std::string log = stderrOf([&] { writer.abort(); });
+  EXPECT_FALSE(fs::exists(scratch_ / "take.mov"));
+  EXPECT_FALSE(factory_.writer(0)->called("cancelWriting"));
+  EXPECT_NE(log.find("Writer aborted; state reset"), std::string::npos) << log;
+  EXPECT_EQ(mark(), std::nullopt);
+  writer.abort();  // again, and without a writer: harmless
+}
+
+TEST_F(TavoWriterTest, AbortWhileWritingCancelsAndRemovesTheFile) {
+  TavoWriter writer = makeWriter();
+  startWithBoth(writer);
+  writer.write(videoAt(0), MediaStreamType::video());
+  ASSERT_TRUE(fs::exists(scratch_ / "take.mov"));
+  writer.abort();
+  EXPECT_TRUE(factory_.writer(0)->called("cancelWriting"));
+  EXPECT_TRUE(factory_.input(MediaStreamType::video())->isFinished());
+  EXPECT_FALSE(fs::exists(scratch_ / "take.mov"));
+  EXPECT_EQ(mark(), std::nullopt);
+  // Back to idle: it can start again.
+  startWithBoth(writer);
+  EXPECT_EQ(factory_.writerCount(), 2u);
+}
+
+TEST_F(TavoWriterTest, StartIsRefusedUnlessIdleAndAFactoryFailureLeavesItPreparing) {
+  TavoWriter writer = makeWriter();
+  startWithBoth(writer);
+  writer.write(videoAt(0), MediaStreamType::video());
+  EXPECT_STREQ(recorderErrorOf([&] { startWithBoth(writer); }).what(),
+               "Invalid state: Cannot start recording: writer is in writing state");
+
+  TavoWriter broken = makeWriter(false);
+  factory_.makeWriterError = "cannot create file";
+  EXPECT_THROW(startWithBoth(broken), std::runtime_error);
+  factory_.makeWriterError.reset();
+  EXPECT_STREQ(recorderErrorOf([&] { startWithBoth(broken); }).what(),
+               "Invalid state: Cannot start recording: writer is in preparing state");
+}
+
+TEST_F(TavoWriterTest, ZeroChannelsGiveNoAudioInput) {
+  TavoWriter writer = makeWriter();
+  std::string log = stderrOf([&] { writer.start(fileURL(), std::nullopt, stereo(0), true, FileType::quickTimeMovie, {}); });
+  EXPECT_NE(log.find("Provided number of channels is 0, defaulting to no audio"), std::string::npos) << log;
+  EXPECT_EQ(factory_.writer(0)->inputs, (std::vector<MediaStreamType>{MediaStreamType::video()}));
+  writer.write(videoAt(0), MediaStreamType::video());
+  VideoRecorderError error = recorderErrorOf([&] { writer.write(audioAt(1), MediaStreamType::audio()); });
+  EXPECT_EQ(error.errorCase(), VideoRecorderError::Case::unsupportedMediaType);
+  EXPECT_STREQ(error.what(), "Unsupported media type: soun");
+}
+
+TEST_F(TavoWriterTest, MediaWriterFailuresReachTheCaller) {
+  factory_.prepareWriter = [](testing::ScriptedWriterState& state) { state.startWritingResult = false; };
+  TavoWriter cannotStart = makeWriter(false);
+  startWithBoth(cannotStart);
+  std::string log = stderrOf([&] {
+    EXPECT_EQ(recorderErrorOf([&] { cannotStart.write(videoAt(0), MediaStreamType::video()); }).errorCase(),
+              VideoRecorderError::Case::fileCreationFailed);
+  });
+  EXPECT_NE(log.find("startWriting() failed: cannot create"), std::string::npos) << log;
+  // Back to idle; the writer now reports its failure as its own error.
+  try {
+    cannotStart.write(videoAt(1), MediaStreamType::video());
+    ADD_FAILURE() << "no error";
+  } catch (const VideoRecorderError&) {
+    ADD_FAILURE() << "expected the writer's own error";
+  } catch (const std::runtime_error& error) {
+    EXPECT_NE(std::string(error.what()).find("cannot create"), std::string::npos);
+  }
+
+  factory_.prepareWriter = nullptr;
+  TavoWriter refused = makeWriter(false);
+  startWithBoth(refused);
+  refused.write(videoAt(0), MediaStreamType::video());
+  factory_.input(MediaStreamType::video())->setAppendResult(false);
+  log = stderrOf([&] {
+    EXPECT_EQ(recorderErrorOf([&] { refused.write(videoAt(1), MediaStreamType::video()); }).errorCase(),
+              VideoRecorderError::Case::fileCreationFailed);
+  });
+  EXPECT_NE(log.find("append() failed for video. Writer status: 1, error: none"), std::string::npos) << log;
+  EXPECT_EQ(refused.counts().videoFrames, 1);
+
+  factory_.writer(1)->fail(std::nullopt);
+  log = stderrOf([&] {
+    EXPECT_EQ(recorderErrorOf([&] { refused.write(videoAt(2), MediaStreamType::video()); }).errorCase(),
+              VideoRecorderError::Case::fileCreationFailed);
+  });
+  EXPECT_NE(log.find("Writer flipped to .failed mid-session: none"), std::string::npos) << log;
+
+  TavoWriter failedEarly = makeWriter(false);
+  startWithBoth(failedEarly);
+  factory_.writer(2)->fail(std::nullopt);
+  EXPECT_EQ(recorderErrorOf([&] { failedEarly.write(videoAt(0), MediaStreamType::video()); }).errorCase(),
+            VideoRecorderError::Case::unknown);
+}
+
+TEST_F(TavoWriterTest, FinishServesOtherCallsWhileTheFileCompletes) {
+  factory_.prepareWriter = [](testing::ScriptedWriterState& state) { state.holdFinish = true; };
+  TavoWriter writer = makeWriter();
+  startWithBoth(writer);
+  writer.write(videoAt(0), MediaStreamType::video());
+  writer.write(audioAt(1), MediaStreamType::audio());
+  auto script = factory_.writer(0);
+
+  std::string log;
+  ::testing::internal::CaptureStderr();
+  auto finishing = std::async(std::launch::async, [&] { writer.finish(); });
+  script->waitForFinishCall();
+  // The writer's lock is free: a write finds `stopping` and is dropped without counting.
+  writer.write(videoAt(2), MediaStreamType::video());
+  EXPECT_GT(writer.recordedFileSize(), 0);
+  EXPECT_EQ(writer.counts(), (TavoWriter::Counts{1, 1, 0, 0}));
+  EXPECT_EQ(mark(), fileURL());
+  EXPECT_TRUE(factory_.input(MediaStreamType::video())->isFinished());
+  EXPECT_TRUE(factory_.input(MediaStreamType::audio())->isFinished());
+  script->completeFinish();
+  finishing.get();
+  log = ::testing::internal::GetCapturedStderr();
+
+  EXPECT_NE(log.find("Recording stats — video: 1 written, 0 dropped | audio: 1 written, 0 dropped"), std::string::npos)
+      << log;
+  EXPECT_NE(log.find("Successfully finished recording"), std::string::npos) << log;
+  EXPECT_EQ(mark(), std::nullopt);
+  EXPECT_EQ(writer.recordedFileSize(), 0);  // no file any more
+  EXPECT_TRUE(fs::exists(scratch_ / "take.mov"));
+}
+
+TEST_F(TavoWriterTest, FileSizeFailuresAreLoggedFromTheFourthInARow) {
+  TavoWriter writer = makeWriter();
+  EXPECT_EQ(writer.recordedFileSize(), 0);
+  startWithBoth(writer);
+  std::string quiet = stderrOf([&] {
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(writer.recordedFileSize(), 0);
+  });
+  EXPECT_EQ(quiet.find("Can't get recorded file size"), std::string::npos) << quiet;
+  std::string loud = stderrOf([&] { EXPECT_EQ(writer.recordedFileSize(), 0); });
+  EXPECT_NE(loud.find("Can't get recorded file size: "), std::string::npos) << loud;
+
+  writer.write(videoAt(0), MediaStreamType::video());
+  EXPECT_EQ(writer.recordedFileSize(), 8);  // "scripted"
+  fs::remove(scratch_ / "take.mov");
+  quiet = stderrOf([&] {
+    for (int i = 0; i < 3; ++i) writer.recordedFileSize();
+  });
+  EXPECT_EQ(quiet.find("Can't get recorded file size"), std::string::npos) << quiet;
+}
+
+/// A media library that records what it is given and moves files into its own folder.
+class FakeMediaLibrary final : public MediaLibrary {
+ public:
+  explicit FakeMediaLibrary(fs::path folder) : folder_(std::move(folder)) { fs::create_directories(folder_); }
+  MediaLibraryAuthorizationStatus status = MediaLibraryAuthorizationStatus::authorized;
+  bool failChanges = false;
+  std::vector<fs::path> added;
+
+  MediaLibraryAuthorizationStatus requestAuthorization(MediaLibraryAccessLevel level) override {
+    EXPECT_EQ(level, MediaLibraryAccessLevel::addOnly);
+    return status;
+  }
+  void addVideoResource(const fs::path& file, bool shouldMoveFile) override {
+    EXPECT_TRUE(shouldMoveFile);
+    if (failChanges) throw std::runtime_error("library is full");
+    fs::rename(file, folder_ / file.filename());
+    added.push_back(file);
+  }
+
+ private:
+  fs::path folder_;
+};
+
+class TemporaryDirectoryOverride {
+ public:
+  explicit TemporaryDirectoryOverride(const fs::path& directory) {
+    if (const char* before = std::getenv("TMPDIR")) before_ = before;
+    ::setenv("TMPDIR", directory.c_str(), 1);
+  }
+  ~TemporaryDirectoryOverride() {
+    if (before_) {
+      ::setenv("TMPDIR", before_->c_str(), 1);
+    } else {
+      ::unsetenv("TMPDIR");
+    }
+  }
+
+ private:
+  std::optional<std::string> before_;
+};
+
+TEST_F(TavoWriterTest, RecoveryFindsTheMarkedFileInTheTemporaryDirectory) {
+  FakeMediaLibrary library(scratch_ / "library");
+  TemporaryDirectoryOverride temporary(scratch_ / "tmp");
+  fs::create_directories(scratch_ / "tmp");
+  auto markHandle = TavoWriter::currentOutputURL(store_);
+
+  // Nothing marked: nothing done.
+  TavoWriter::saveInterruptedRecording(store_, library);
+  EXPECT_TRUE(library.added.empty());
+
+  // Marked, but the file is not in the temporary directory: the mark is cleared, nothing saved.
+  markHandle.set(Url::fileUrl(scratch_ / "elsewhere" / "cut.mov"));
+  TavoWriter::saveInterruptedRecording(store_, library);
+  EXPECT_TRUE(library.added.empty());
+  EXPECT_EQ(markHandle.get(), std::nullopt);
+
+  // Marked and present (whatever folder the mark names): saved by moving; the mark stays for the next
+  // launch to clear.
+  markHandle.set(Url::fileUrl(scratch_ / "elsewhere" / "cut.mov"));
+  scratch_.write("tmp/cut.mov", "frames");
+  std::string log = stderrOf([&] { TavoWriter::saveInterruptedRecording(store_, library); });
+  EXPECT_EQ(library.added, (std::vector<fs::path>{scratch_ / "tmp" / "cut.mov"}));
+  EXPECT_TRUE(fs::exists(scratch_ / "library" / "cut.mov"));
+  EXPECT_TRUE(markHandle.get().has_value());
+  EXPECT_EQ(log.find("Failed"), std::string::npos) << log;
+  TavoWriter::saveInterruptedRecording(store_, library);
+  EXPECT_EQ(markHandle.get(), std::nullopt);
+}
+
+TEST_F(TavoWriterTest, RecoveryFailuresAreLoggedAndKeepTheFile) {
+  FakeMediaLibrary library(scratch_ / "library");
+  TemporaryDirectoryOverride temporary(scratch_ / "tmp");
+  scratch_.write("tmp/cut.mov", "frames");
+  TavoWriter::currentOutputURL(store_).set(Url::fileUrl(scratch_ / "cut.mov"));
+
+  library.status = MediaLibraryAuthorizationStatus::denied;
+  std::string log = stderrOf([&] { TavoWriter::saveInterruptedRecording(store_, library); });
+  EXPECT_NE(log.find("Could not save the recording to photo library: no permission"), std::string::npos) << log;
+  EXPECT_NE(log.find("Failed to save interrupted recording to photo library: Photo library permissions have not been "
+                     "given to Tavo Studio"),
+            std::string::npos)
+      << log;
+
+  library.status = MediaLibraryAuthorizationStatus::authorized;
+  library.failChanges = true;
+  EXPECT_EQ(recorderErrorOf([&] { TavoWriter::saveToPhotoLibrary(scratch_ / "tmp" / "cut.mov", library); }).errorCase(),
+            VideoRecorderError::Case::failedToSaveToPhotoLibrary);
+  EXPECT_TRUE(fs::exists(scratch_ / "tmp" / "cut.mov"));
+  EXPECT_TRUE(TavoWriter::currentOutputURL(store_).get().has_value());
+}
+
+}  // namespace
+}  // namespace tav
