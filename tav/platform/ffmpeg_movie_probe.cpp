@@ -141,4 +141,6 @@ ProbedMovie probeMovie(const std::filesystem::path& path) {
   return movie;
 }
 
+void silenceFfmpegMessages() { av_log_set_level(AV_LOG_QUIET); }
+
 }  // namespace tav

@@ -51,4 +51,8 @@ ProbedMovie probeMovie(const std::filesystem::path& path);
 /// quietly at a truncated box. Zero for a file that cannot be read.
 int countTopLevelBoxes(const std::filesystem::path& path, const char (&type)[5]);
 
+/// Stops FFmpeg printing its own diagnostics on standard error, process-wide: for command-line tools,
+/// whose standard error carries their own messages. Failures still reach callers as errors.
+void silenceFfmpegMessages();
+
 }  // namespace tav

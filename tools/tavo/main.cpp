@@ -7,6 +7,7 @@
 
 #include "exit_status.hpp"
 #include "obs_commands.hpp"
+#include "probe_command.hpp"
 #include "profile_commands.hpp"
 #include "scene_commands.hpp"
 
@@ -21,6 +22,7 @@ int main(int argc, char** argv) {
   addSceneCommands(app, status);
   addObsCommands(app, status);
   addProfileCommands(app, status);
+  addProbeCommand(app, status);
 
   try {
     app.parse(argc, argv);

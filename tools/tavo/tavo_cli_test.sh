@@ -209,5 +209,26 @@ check "profiles select: unreadable profiles read as built-ins, other settings ke
   "grep -qF 'USER_PROFILES' '$work/err' && grep -qF '\"OTHER\":\"kept\"' '$work/profiles-shape.json' && grep -qF '\"ACTIVE_PROFILE\":\"DEFAULT_PROFILE_720_30\"' '$work/profiles-shape.json'"
 # --- end of tavo profiles -------------------------------------------------------------------------
 
+# --- tavo probe -------------------------------------------------------------------------------------
+if command -v ffmpeg >/dev/null; then
+  movie="$work/probe-fragmented.mov"
+  ffmpeg -v error -f lavfi -i testsrc=size=320x240:rate=30 -f lavfi -i sine=frequency=440:sample_rate=48000 \
+    -t 3 -c:v libx264 -preset ultrafast -g 30 -bf 0 -c:a aac -ac 2 \
+    -metadata title=Probed -movflags +frag_keyframe+empty_moov+default_base_moof "$movie"
+  run probe "$movie"
+  check "probe: a fragmented movie's tracks, fragments and metadata" 0 $? bash -c \
+    "grep -qF '\"codec\":\"h264\",\"codecTag\":\"avc1\",\"width\":320,\"height\":240,' '$work/out' && grep -qF '\"packetCount\":90,' '$work/out' && grep -qF '\"mediaType\":\"audio\",\"codec\":\"aac\",\"codecTag\":\"mp4a\",\"sampleRate\":48000,\"channels\":2' '$work/out' && grep -qF '\"fragmentCount\":3' '$work/out' && grep -qF '\"title\":\"Probed\"' '$work/out'"
+  head -c 2000 /dev/urandom >"$work/noise.mov"
+  run probe "$work/noise.mov"
+  check "probe: a file that is not a movie" 65 $? bash -c "[[ ! -s '$work/out' ]] && grep -q '^tavo: .*is not a movie' '$work/err'"
+else
+  echo "SKIP: probe checks need the ffmpeg command"
+fi
+run probe "$work/no-such.mov"
+check "probe: a missing file" 66 $? bash -c "[[ ! -s '$work/out' ]] && grep -q '^tavo: cannot open' '$work/err'"
+run probe
+check "probe: no file given" 64 $? out_is_empty
+# --- end of tavo probe ----------------------------------------------------------------------------
+
 echo "$passed passed, $failed failed"
 [[ $failed -eq 0 ]]
