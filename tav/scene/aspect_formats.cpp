@@ -93,7 +93,8 @@ SceneFormat Scene::copyFormat(const SceneFormat& format, AspectRatio source, Asp
         copy.setGroupMembership(SceneElementGroupMembership{*group, membership->role});
       }
     }
-    result.elements.push_back(translated(copy, source, target));
+    translateInPlace(copy, source, target);
+    result.elements.push_back(std::move(copy));
   }
 
   // Links between layers, now that every new id is known. Links that leave the format are dropped.
@@ -133,9 +134,15 @@ SceneFormat Scene::copyFormat(const SceneFormat& format, AspectRatio source, Asp
 }
 
 SceneElement Scene::translated(const SceneElement& element, AspectRatio source, AspectRatio target) {
-  if (source == target) return element;
-  const auto& settings = element.settings();
-  if (!settings.xPosition || !settings.yPosition || !settings.width || !settings.height) return element;
+  SceneElement result = element;
+  translateInPlace(result, source, target);
+  return result;
+}
+
+void Scene::translateInPlace(SceneElement& element, AspectRatio source, AspectRatio target) {
+  if (source == target) return;
+  auto& settings = element.settings();
+  if (!settings.xPosition || !settings.yPosition || !settings.width || !settings.height) return;
   const double x = *settings.xPosition;
   const double y = *settings.yPosition;
   const double w = *settings.width;
@@ -166,14 +173,11 @@ SceneElement Scene::translated(const SceneElement& element, AspectRatio source, 
   const double nx = translatedOrigin(x, w, nw, scaleX, anchorFor(horizontal, x + w * 0.5));
   const double ny = translatedOrigin(y, h, nh, scaleY, anchorFor(vertical, y + h * 0.5));
 
-  SceneElement result = element;
-  auto& out = result.settings();
-  out.xPosition = nx;
-  out.yPosition = ny;
-  out.width = nw;
-  out.height = nh;
-  result.setSettingsUpdated(true);
-  return result;
+  settings.xPosition = nx;
+  settings.yPosition = ny;
+  settings.width = nw;
+  settings.height = nh;
+  element.setSettingsUpdated(true);
 }
 
 Scene Scene::translatingGeometry(AspectRatio target) const {
@@ -182,7 +186,7 @@ Scene Scene::translatingGeometry(AspectRatio target) const {
   if (source == target) return copy;
   auto found = copy.formats_.find(source);
   if (found == copy.formats_.end()) return copy;
-  for (auto& element : found->second.elements) element = translated(element, source, target);
+  for (auto& element : found->second.elements) translateInPlace(element, source, target);
   return copy;
 }
 

@@ -275,6 +275,8 @@ class Scene {
   /// fitted and clamped to the canvas when it fitted before. The id is unchanged. An element lacking
   /// any of the four geometry fields, or equal aspects, give the element back unchanged.
   static SceneElement translated(const SceneElement& element, AspectRatio source, AspectRatio target);
+  /// translated() in place, for callers that own the element already.
+  static void translateInPlace(SceneElement& element, AspectRatio source, AspectRatio target);
   /// A copy for previewing the routed format on a canvas of `target`: its layers translated, still
   /// stored under the routed aspect, with the same ids. A plain copy when the aspects are equal or
   /// the routed aspect has no format.

@@ -57,8 +57,9 @@ std::vector<SplitBookends> splitBookendsBySlot(const std::vector<SceneElement>& 
 
 /// The selection grown to what it cannot live without: both bookends and the sandwiched layers of a
 /// split one of whose bookends is in it, a frame's whole subtree, and both ends of every mask link.
-/// Grows until nothing more is added; each layer is visited once. Ids that name no layer stay in it.
-std::unordered_set<Uuid> transferClosure(const std::vector<Uuid>& selection, const std::vector<SceneElement>& elements,
+/// Grows until nothing more is added; each layer is visited once. Marks the closure by array index;
+/// ids that name no layer bring nothing.
+std::vector<bool> transferClosure(const std::vector<Uuid>& selection, const std::vector<SceneElement>& elements,
                                          const SceneElementGroupMap& groups) {
   const std::size_t count = elements.size();
   detail::UuidMap<std::size_t> indexByID(count);
@@ -94,31 +95,19 @@ std::unordered_set<Uuid> transferClosure(const std::vector<Uuid>& selection, con
   const std::vector<SplitBookends> splits = splitBookendsBySlot(elements, index);
   std::vector<bool> splitExpanded(index.size(), false);
 
-  std::unordered_set<Uuid> seen;
-  std::vector<bool> seenIndex(count, false);
-  std::vector<Uuid> pendingIDs(selection.begin(), selection.end());
+  std::vector<bool> seen(count, false);
   std::vector<std::size_t> pending;
+  for (const auto& id : selection) {
+    if (const std::size_t* at = indexByID.find(id)) pending.push_back(*at);
+  }
   auto push = [&](std::size_t i) {
-    if (!seenIndex[i]) pending.push_back(i);
+    if (!seen[i]) pending.push_back(i);
   };
-  while (!pendingIDs.empty() || !pending.empty()) {
-    std::size_t i = kNone;
-    if (!pending.empty()) {
-      i = pending.back();
-      pending.pop_back();
-      if (seenIndex[i]) continue;
-      seenIndex[i] = true;
-      seen.insert(elements[i].id());
-    } else {
-      const Uuid id = pendingIDs.back();
-      pendingIDs.pop_back();
-      if (!seen.insert(id).second) continue;
-      const std::size_t* at = indexByID.find(id);
-      if (at == nullptr) continue;
-      i = *at;
-      if (seenIndex[i]) continue;
-      seenIndex[i] = true;
-    }
+  while (!pending.empty()) {
+    const std::size_t i = pending.back();
+    pending.pop_back();
+    if (seen[i]) continue;
+    seen[i] = true;
     const SceneElement& element = elements[i];
     // A bookend brings its partner and everything between them.
     if (const auto& membership = element.groupMembership(); membership && membership->role) {
@@ -140,11 +129,7 @@ std::unordered_set<Uuid> transferClosure(const std::vector<Uuid>& selection, con
     }
     // Both ends of a mask link go together.
     if (const auto& mask = element.settings().mask; mask && mask->layerID) {
-      if (const std::size_t* layer = indexByID.find(*mask->layerID)) {
-        push(*layer);
-      } else {
-        pendingIDs.push_back(*mask->layerID);
-      }
+      if (const std::size_t* layer = indexByID.find(*mask->layerID)) push(*layer);
     }
     for (std::size_t k = maskedOffsets[i]; k < maskedOffsets[i + 1]; ++k) push(masked[k]);
   }
@@ -239,7 +224,7 @@ std::vector<Uuid> Scene::transferElements(const std::unordered_set<Uuid>& ids, A
   // Locked layers are left out of the selection only; the closure may bring them back.
   std::vector<Uuid> selection;
   {
-    detail::UuidSet locked;
+    detail::UuidSet locked(source.elements.size());
     for (const auto& element : source.elements) {
       if (element.settings().isLocked.value_or(false)) locked.insert(element.id());
     }
@@ -247,38 +232,34 @@ std::vector<Uuid> Scene::transferElements(const std::unordered_set<Uuid>& ids, A
       if (!locked.contains(id)) selection.push_back(id);
     }
   }
-  const std::unordered_set<Uuid> closure = transferClosure(selection, source.elements, source.groups);
-  if (closure.empty()) return {};
-
-  FolderOperations::SelectionCopy copy = FolderOperations::copySelection(closure, *this, false, rootFolderID);
+  // The closure holds every frame's members, and through them its whole subtree.
+  std::vector<bool> closure = transferClosure(selection, source.elements, source.groups);
+  std::vector<std::size_t> sourceIndices;
+  FolderOperations::SelectionCopy copy =
+      detail::copyMarkedSelection(*this, std::move(closure), false, rootFolderID, sourceIndices, false, true);
   if (copy.elements.empty()) return {};
-
-  detail::UuidMap<std::size_t> copyIndex(copy.elements.size());
-  for (std::size_t n = 0; n < copy.elements.size(); ++n) copyIndex.tryEmplace(copy.elements[n].id(), n);
-  std::vector<const SceneElement*> sourceLayers;
-  for (const auto& element : source.elements) {
-    if (copy.remap.contains(element.id())) sourceLayers.push_back(&element);
-  }
+  std::vector<bool> copied(source.elements.size(), false);
+  for (std::size_t i : sourceIndices) copied[i] = true;
 
   // A split group survives the transfer only with both its bookends, under a new id.
   const detail::GroupIndex groupIndex(source.groups);
   const std::vector<SplitBookends> splits = splitBookendsBySlot(source.elements, groupIndex);
   detail::UuidMap<Uuid> splitMap;
   detail::UuidSet splitsSeen;
-  for (const SceneElement* layer : sourceLayers) {
-    const auto& membership = layer->groupMembership();
+  for (std::size_t i : sourceIndices) {
+    const auto& membership = source.elements[i].groupMembership();
     if (!membership || !membership->role) continue;
     const std::size_t slot = groupIndex.slotOf(membership->groupID);
     if (slot == kNone || groupIndex.group(slot).kind != SceneElementGroupKind::splitVideo) continue;
     if (!splitsSeen.insert(membership->groupID) || !splits[slot].resolved()) continue;
-    if (copy.remap.contains(source.elements[splits[slot].foreground].id()) &&
-        copy.remap.contains(source.elements[splits[slot].background].id())) {
+    if (copied[splits[slot].foreground] && copied[splits[slot].background]) {
       splitMap.tryEmplace(membership->groupID, Uuid::random());
     }
   }
 
-  for (const SceneElement* layer : sourceLayers) {
-    SceneElement& clone = copy.elements[*copyIndex.find(copy.remap.at(layer->id()))];
+  for (std::size_t n = 0; n < sourceIndices.size(); ++n) {
+    const SceneElement* layer = &source.elements[sourceIndices[n]];
+    SceneElement& clone = copy.elements[n];
     if (auto rect = resolvedGeometry.find(layer->id()); rect != resolvedGeometry.end()) {
       auto& settings = clone.settings();
       settings.xPosition = rect->second.origin.x;
@@ -287,7 +268,7 @@ std::vector<Uuid> Scene::transferElements(const std::unordered_set<Uuid>& ids, A
       settings.height = rect->second.size.height;
       clone.setSettingsUpdated(true);
     }
-    clone = translated(clone, from, to);
+    translateInPlace(clone, from, to);
     if (const auto& membership = layer->groupMembership(); membership && membership->role) {
       if (const Uuid* group = splitMap.find(membership->groupID)) {
         clone.setGroupMembership(SceneElementGroupMembership{*group, membership->role});
@@ -307,8 +288,8 @@ std::vector<Uuid> Scene::transferElements(const std::unordered_set<Uuid>& ids, A
   std::vector<Uuid> result;
   result.reserve(copy.elements.size());
   for (const auto& element : copy.elements) result.push_back(element.id());
-  detail::UuidSet moved(copy.remap.size());
-  for (const auto& [oldID, newID] : copy.remap) moved.insert(oldID);
+  detail::UuidSet moved(sourceIndices.size());
+  for (std::size_t i : sourceIndices) moved.insert(source.elements[i].id());
 
   ensureFormat(to, std::nullopt);
   activeAspect_ = to;

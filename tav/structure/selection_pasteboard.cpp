@@ -56,6 +56,112 @@ void addFrameSubtrees(const std::vector<SceneElement>& elements, std::vector<boo
   }
 }
 
+FolderOperations::SelectionCopy copyMarkedSelection(const Scene& source, std::vector<bool> selected,
+                                                    bool keepingParent, std::optional<Uuid> rootFolderID,
+                                                    std::vector<std::size_t>& sources, bool withRemap,
+                                                    bool subtreesIncluded) {
+  using FolderOperations::SelectionCopy;
+  const auto& elements = source.elements();
+  const auto& groups = source.groups();
+  if (!subtreesIncluded) addFrameSubtrees(elements, selected);
+
+  // The folders to copy: those on the way from a selected layer up to and including the root, so
+  // that branches holding no selected layer stay behind.
+  const GroupIndex index(groups);
+  std::vector<bool> copyFolder(index.size(), false);
+  if (rootFolderID) {
+    std::vector<bool> onSelectedPath(index.size(), false);
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+      const auto& membership = elements[i].groupMembership();
+      if (!selected[i] || !membership) continue;
+      index.walkUp(index.slotOf(membership->groupID), [&](std::size_t slot) {
+        if (onSelectedPath[slot]) return false;  // Its ancestors were marked with it.
+        onSelectedPath[slot] = true;
+        return true;
+      });
+    }
+    for (std::size_t slot = 0; slot < index.size(); ++slot) {
+      if (!onSelectedPath[slot] || index.group(slot).kind != SceneElementGroupKind::folder) continue;
+      index.walkUp(slot, [&](std::size_t ancestor) {
+        if (index.key(ancestor) != *rootFolderID) return true;
+        copyFolder[slot] = true;
+        return false;
+      });
+    }
+  }
+  UuidMap<Uuid> folderMap(index.size());
+  for (std::size_t slot = 0; slot < index.size(); ++slot) {
+    if (copyFolder[slot]) folderMap.tryEmplace(index.key(slot), Uuid::random());
+  }
+
+  SelectionCopy copy;
+  sources.clear();
+  const auto selectedCount = static_cast<std::size_t>(std::count(selected.begin(), selected.end(), true));
+  sources.reserve(selectedCount);
+  copy.elements.reserve(selectedCount);
+  UuidMap<Uuid> remap(selectedCount);
+  for (std::size_t i = 0; i < elements.size(); ++i) {
+    if (!selected[i]) continue;
+    sources.push_back(i);
+    copy.elements.push_back(SceneElement::copyOf(elements[i]));
+    *remap.tryEmplace(elements[i].id(), Uuid()).first = copy.elements.back().id();
+  }
+
+  for (std::size_t n = 0; n < sources.size(); ++n) {
+    const SceneElement& from = elements[sources[n]];
+    SceneElement& clone = copy.elements[n];
+    if (const auto& membership = from.groupMembership()) {
+      if (const Uuid* folder = folderMap.find(membership->groupID)) {
+        clone.setGroupMembership(SceneElementGroupMembership{*folder, membership->role});
+      } else if (keepingParent) {
+        const std::size_t slot = index.slotOf(membership->groupID);
+        if (slot != GroupIndex::npos && index.group(slot).kind == SceneElementGroupKind::folder) {
+          clone.setGroupMembership(membership);
+        }
+      }
+    }
+    if (const auto& frameID = from.frameID()) {
+      const Uuid* copiedFrame = remap.find(*frameID);
+      if (copiedFrame != nullptr || keepingParent) {
+        clone.setFrameID(copiedFrame != nullptr ? *copiedFrame : *frameID);
+        clone.settings().layout = from.settings().layout;
+        clone.setSettingsUpdated(true);
+      }
+    }
+    const auto& mask = from.settings().mask;
+    if (mask && mask->layerID) {
+      if (const Uuid* copiedLayer = remap.find(*mask->layerID)) {
+        SceneMask remapped = *mask;
+        remapped.layerID = *copiedLayer;
+        clone.settings().mask = remapped;
+        clone.setSettingsUpdated(true);
+      }
+    }
+  }
+
+  for (std::size_t slot = 0; slot < index.size(); ++slot) {
+    if (!copyFolder[slot]) continue;
+    const SceneElementGroup& folder = index.group(slot);
+    std::optional<Uuid> parent;
+    if (folder.parentGroupID) {
+      if (const Uuid* mapped = folderMap.find(*folder.parentGroupID)) {
+        parent = *mapped;
+      } else if (keepingParent) {
+        parent = folder.parentGroupID;
+      }
+    }
+    copy.groups.push_back(folder.reborn(*folderMap.find(index.key(slot)), parent));
+  }
+  if (rootFolderID) {
+    if (const Uuid* root = folderMap.find(*rootFolderID)) copy.rebornRootID = *root;
+  }
+  if (withRemap) {
+    copy.remap.reserve(remap.size());
+    remap.forEach([&](const Uuid& from, const Uuid& to) { copy.remap.emplace(from, to); });
+  }
+  return copy;
+}
+
 }  // namespace detail
 
 namespace FolderOperations {
@@ -88,99 +194,10 @@ SelectionPasteResult insertCopy(SelectionCopy copy, std::size_t index, Scene& sc
 SelectionCopy copySelection(const std::unordered_set<Uuid>& elementIDs, const Scene& source, bool keepingParent,
                             std::optional<Uuid> rootFolderID) {
   const auto& elements = source.elements();
-  const auto& groups = source.groups();
   std::vector<bool> selected(elements.size(), false);
   for (std::size_t i = 0; i < elements.size(); ++i) selected[i] = elementIDs.contains(elements[i].id());
-  detail::addFrameSubtrees(elements, selected);
-
-  // The folders to copy: those on the way from a selected layer up to and including the root, so
-  // that branches holding no selected layer stay behind.
-  const detail::GroupIndex index(groups);
-  std::vector<bool> copyFolder(index.size(), false);
-  if (rootFolderID) {
-    std::vector<bool> onSelectedPath(index.size(), false);
-    for (std::size_t i = 0; i < elements.size(); ++i) {
-      const auto& membership = elements[i].groupMembership();
-      if (!selected[i] || !membership) continue;
-      index.walkUp(index.slotOf(membership->groupID), [&](std::size_t slot) {
-        if (onSelectedPath[slot]) return false;  // Its ancestors were marked with it.
-        onSelectedPath[slot] = true;
-        return true;
-      });
-    }
-    for (std::size_t slot = 0; slot < index.size(); ++slot) {
-      if (!onSelectedPath[slot] || index.group(slot).kind != SceneElementGroupKind::folder) continue;
-      index.walkUp(slot, [&](std::size_t ancestor) {
-        if (index.key(ancestor) != *rootFolderID) return true;
-        copyFolder[slot] = true;
-        return false;
-      });
-    }
-  }
-  detail::UuidMap<Uuid> folderMap(index.size());
-  for (std::size_t slot = 0; slot < index.size(); ++slot) {
-    if (copyFolder[slot]) folderMap.tryEmplace(index.key(slot), Uuid::random());
-  }
-
-  SelectionCopy copy;
-  std::vector<std::size_t> sources;
-  for (std::size_t i = 0; i < elements.size(); ++i) {
-    if (!selected[i]) continue;
-    sources.push_back(i);
-    copy.elements.push_back(SceneElement::copyOf(elements[i]));
-    copy.remap.insert_or_assign(elements[i].id(), copy.elements.back().id());
-  }
-
-  for (std::size_t n = 0; n < sources.size(); ++n) {
-    const SceneElement& from = elements[sources[n]];
-    SceneElement& clone = copy.elements[n];
-    if (const auto& membership = from.groupMembership()) {
-      if (const Uuid* folder = folderMap.find(membership->groupID)) {
-        clone.setGroupMembership(SceneElementGroupMembership{*folder, membership->role});
-      } else if (keepingParent) {
-        const std::size_t slot = index.slotOf(membership->groupID);
-        if (slot != detail::GroupIndex::npos && index.group(slot).kind == SceneElementGroupKind::folder) {
-          clone.setGroupMembership(membership);
-        }
-      }
-    }
-    if (const auto& frameID = from.frameID()) {
-      auto copiedFrame = copy.remap.find(*frameID);
-      if (copiedFrame != copy.remap.end() || keepingParent) {
-        clone.setFrameID(copiedFrame != copy.remap.end() ? copiedFrame->second : *frameID);
-        clone.settings().layout = from.settings().layout;
-        clone.setSettingsUpdated(true);
-      }
-    }
-    const auto& mask = from.settings().mask;
-    if (mask && mask->layerID) {
-      auto copiedLayer = copy.remap.find(*mask->layerID);
-      if (copiedLayer != copy.remap.end()) {
-        SceneMask remapped = *mask;
-        remapped.layerID = copiedLayer->second;
-        clone.settings().mask = remapped;
-        clone.setSettingsUpdated(true);
-      }
-    }
-  }
-
-  for (std::size_t slot = 0; slot < index.size(); ++slot) {
-    if (!copyFolder[slot]) continue;
-    const SceneElementGroup& folder = index.group(slot);
-    std::optional<Uuid> parent;
-    if (folder.parentGroupID) {
-      if (const Uuid* mapped = folderMap.find(*folder.parentGroupID)) {
-        parent = *mapped;
-      } else if (keepingParent) {
-        parent = folder.parentGroupID;
-      }
-    }
-    copy.groups.push_back(folder.reborn(*folderMap.find(index.key(slot)), parent));
-  }
-  if (rootFolderID) {
-    if (const Uuid* root = folderMap.find(*rootFolderID)) copy.rebornRootID = *root;
-  }
-  return copy;
+  std::vector<std::size_t> sourceIndices;
+  return detail::copyMarkedSelection(source, std::move(selected), keepingParent, rootFolderID, sourceIndices, true);
 }
 
 SelectionPasteResult duplicateSelection(const std::unordered_set<Uuid>& elementIDs, Scene& scene,

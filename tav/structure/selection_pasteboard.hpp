@@ -69,4 +69,14 @@ namespace tav::detail {
 /// the member lists, so the cost is linear in the layers however many frames are selected.
 void addFrameSubtrees(const std::vector<SceneElement>& elements, std::vector<bool>& selected);
 
+/// copySelection of the layers marked in `selected` (one flag per layer of the routed format of
+/// `source`), for callers that have worked the selection out by index. Frame subtrees are added here
+/// unless `subtreesIncluded` says the marks hold them already.
+/// `sourceIndices` receives the array index of each copy's source, in the copies' order. With
+/// `withRemap` false the result's `remap` stays empty, sparing a map the caller doesn't read.
+FolderOperations::SelectionCopy copyMarkedSelection(const Scene& source, std::vector<bool> selected,
+                                                    bool keepingParent, std::optional<Uuid> rootFolderID,
+                                                    std::vector<std::size_t>& sourceIndices, bool withRemap,
+                                                    bool subtreesIncluded = false);
+
 }  // namespace tav::detail
