@@ -1,0 +1,151 @@
+// A lead recording killed without warning: the file it leaves must play up to its last whole fragment,
+// and the next launch must find it through the mark and hand it to the media library.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "tav/platform/ffmpeg_asset_writer.hpp"
+#include "tav/platform/ffmpeg_movie_probe.hpp"
+#include "tav/platform/file_user_defaults.hpp"
+#include "tav/platform/videos_folder_media_library.hpp"
+#include "tav/recording/recording_video_settings.hpp"
+#include "tav/recording/tavo_writer.hpp"
+#include "tav/testing/scratch_directory.hpp"
+#include "tav/testing/synthetic_media.hpp"
+
+namespace tav {
+namespace {
+
+// Sets an environment variable for one scope.
+class ScopedEnvironment {
+ public:
+  ScopedEnvironment(const char* name, const std::string& value) : _name(name) {
+    if (const char* old = std::getenv(name)) _old = old;
+    ::setenv(name, value.c_str(), 1);
+  }
+  ~ScopedEnvironment() {
+    if (_old) {
+      ::setenv(_name, _old->c_str(), 1);
+    } else {
+      ::unsetenv(_name);
+    }
+  }
+
+ private:
+  const char* _name;
+  std::optional<std::string> _old;
+};
+
+MediaSettings stereoAudio() {
+  MediaSettings settings;
+  settings[AVFormatIDKey] = kAudioFormatMPEG4AAC;
+  settings[AVSampleRateKey] = 48000;
+  settings[AVNumberOfChannelsKey] = 2;
+  settings[AVEncoderBitRateKey] = 128000;
+  return settings;
+}
+
+// The child: records 640x360 NV12 at 30 fps and 48 kHz stereo in real time into `output` until it is
+// killed (or 30 s pass, should the parent be gone). Writes one byte to `ready` after the first frame.
+[[noreturn]] void recordUntilKilled(const std::filesystem::path& output, const std::filesystem::path& defaultsFile,
+                                    int ready) {
+  try {
+    auto defaults = std::make_shared<FileUserDefaults>(defaultsFile);
+    FfmpegAssetWriterFactory factory;
+    TavoWriter writer(true, factory, defaults);
+    writer.start(Url::fileUrl(output), RecordingVideoSettings::videoSettings(640, 360, 30.0, false), stereoAudio(),
+                 true, FileType::quickTimeMovie, {});
+    const CMTime origin = CMTime::make(1000, 1);  // a host clock's time, not zero
+    const auto begin = std::chrono::steady_clock::now();
+    for (std::int64_t frame = 0; frame < 30 * 30; ++frame) {
+      std::this_thread::sleep_until(begin + std::chrono::microseconds(frame * 1'000'000 / 30));
+      writer.write(testing::syntheticVideoFrame(PixelFormat::nv12, 640, 360, frame, 30, origin), MediaStreamType::video());
+      writer.write(testing::syntheticAudio(2, 48000, 1600, frame * 1600, origin), MediaStreamType::audio());
+      if (frame == 0) {
+        const char byte = 1;
+        if (::write(ready, &byte, 1) != 1) ::_exit(3);
+      }
+    }
+  } catch (const std::exception&) {
+    ::_exit(2);
+  }
+  ::_exit(0);
+}
+
+TEST(InterruptedRecording, KilledLeadWriterLeavesAPlayableFileThatRecoveryMoves) {
+  testing::ScratchDirectory temporary("tav-crash");
+  const std::filesystem::path output = temporary / "Recording 2026-11-23.mov";
+  const std::filesystem::path defaultsFile = temporary / "defaults.json";
+  // The recovery looks in the temporary directory; the child records there too.
+  ScopedEnvironment tmpdir("TMPDIR", temporary.path().string());
+
+  int pipeEnds[2];
+  ASSERT_EQ(::pipe(pipeEnds), 0);
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    ::close(pipeEnds[0]);
+    recordUntilKilled(output, defaultsFile, pipeEnds[1]);
+  }
+  ::close(pipeEnds[1]);
+  char byte = 0;
+  const bool started = ::read(pipeEnds[0], &byte, 1) == 1;
+  ::close(pipeEnds[0]);
+  if (started) std::this_thread::sleep_for(std::chrono::seconds(3));
+  ::kill(child, SIGKILL);
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(started) << "the child failed before its first frame, exit status " << WEXITSTATUS(status);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  ASSERT_EQ(WTERMSIG(status), SIGKILL);
+
+  // The torn file reads back with at least two of its three seconds of video, and its audio.
+  ASSERT_TRUE(std::filesystem::exists(output));
+  const ProbedMovie movie = probeMovie(output);
+  EXPECT_GE(movie.fragmentCount, 2);
+  const ProbedTrack* video = nullptr;
+  const ProbedTrack* audio = nullptr;
+  for (const auto& track : movie.tracks) {
+    if (track.mediaType == "video") video = &track;
+    if (track.mediaType == "audio") audio = &track;
+  }
+  ASSERT_NE(video, nullptr);
+  ASSERT_NE(audio, nullptr);
+  EXPECT_EQ(video->codec, "h264");
+  EXPECT_EQ(video->width, 640);
+  EXPECT_EQ(video->height, 360);
+  EXPECT_DOUBLE_EQ(video->startTime, 0.0);
+  EXPECT_GE(video->duration, 2.0);
+  EXPECT_GE(video->packetCount, 60);
+  EXPECT_EQ(audio->sampleRate, 48000);
+  EXPECT_EQ(audio->channels, 2);
+
+  // The next launch: the mark names the file, recovery moves it into the videos folder.
+  auto defaults = std::make_shared<FileUserDefaults>(defaultsFile);
+  const auto mark = TavoWriter::currentOutputURL(defaults).get();
+  ASSERT_TRUE(mark.has_value());
+  EXPECT_EQ(mark->filePath(), output);
+  VideosFolderMediaLibrary library(temporary / "videos");
+  TavoWriter::saveInterruptedRecording(defaults, library);
+  EXPECT_FALSE(std::filesystem::exists(output));
+  const std::filesystem::path saved = temporary / "videos" / "Recording 2026-11-23.mov";
+  ASSERT_TRUE(std::filesystem::exists(saved));
+  EXPECT_GE(probeMovie(saved).duration, 2.0);
+  // The mark stays until a launch finds no file behind it.
+  EXPECT_TRUE(TavoWriter::currentOutputURL(defaults).get().has_value());
+  TavoWriter::saveInterruptedRecording(defaults, library);
+  EXPECT_FALSE(TavoWriter::currentOutputURL(defaults).get().has_value());
+}
+
+}  // namespace
+}  // namespace tav
