@@ -206,6 +206,30 @@ TEST(SceneEnsureFormat, SeedIsCopiedWithNewIdsAndTranslatedGeometry) {
   EXPECT_EQ(scene.elements(AspectRatio::landscape)[0].id(), id(1));
 }
 
+TEST(SceneEnsureFormat, NoIdentityIsSharedWithTheSeed) {
+  Scene scene = sceneWith({inGroup(shapeLayer(1), 20, SceneElementGroupRole::splitForeground), inFrame(shapeLayer(2), 3),
+                           frameLayer(3), inGroup(shapeLayer(4), 20, SceneElementGroupRole::splitBackground),
+                           inGroup(maskedBy(shapeLayer(5), 6), 11), inGroup(shapeLayer(6), 11)},
+                          {splitGroup(20), folder(10), folder(11, 10)});
+  ASSERT_TRUE(scene.ensureFormat(AspectRatio::square, AspectRatio::landscape));
+  std::set<Uuid> seedIDs;
+  for (unsigned n : {1u, 2u, 3u, 4u, 5u, 6u, 10u, 11u, 20u}) seedIDs.insert(id(n));
+  std::vector<Uuid> referenced;
+  for (const auto& e : scene.elements(AspectRatio::square)) {
+    referenced.push_back(e.id());
+    if (e.groupMembership()) referenced.push_back(e.groupMembership()->groupID);
+    if (e.frameID()) referenced.push_back(*e.frameID());
+    if (e.settings().mask && e.settings().mask->layerID) referenced.push_back(*e.settings().mask->layerID);
+  }
+  for (const auto& [key, group] : scene.groups(AspectRatio::square)) {
+    referenced.push_back(key);
+    if (group.parentGroupID) referenced.push_back(*group.parentGroupID);
+  }
+  // 6 layers, 4 memberships, 1 frame, 1 mask, 3 groups and 1 parent.
+  EXPECT_EQ(referenced.size(), 16u);
+  for (const Uuid& seen : referenced) EXPECT_FALSE(seedIDs.contains(seen)) << seen.toString();
+}
+
 TEST(SceneCopyFormat, RemapsFramesAndMasksInsideAndDropsLinksLeavingTheFormat) {
   SceneFormat format;
   SceneElement frame = frameLayer(1);

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
+#include "tav/structure/frame_operations.hpp"
 #include "tav/testing/scene_builders.hpp"
 
 namespace tav {
@@ -38,6 +41,34 @@ TEST(FolderOperationsCopySelection, FrameAloneBringsItsWholeSubtreeWithLinksToTh
   for (unsigned n : {1u, 2u, 3u, 4u}) EXPECT_NE(copy.remap.at(id(n)), id(n));
   EXPECT_TRUE(copy.groups.empty());
   EXPECT_EQ(copy.rebornRootID, std::nullopt);
+}
+
+TEST(FolderOperationsCopySelection, SubtreesOfManyFramesAtOnceEqualTheUnionOfEachFramesSubtree) {
+  // Frames 1 > 3 > 6, frame 7 on its own with member 8, frames 9 and 10 holding each other (a cycle
+  // a damaged document may carry), and a member 11 of a layer that is no frame.
+  const std::vector<SceneElement> elements = {
+      inFrame(shapeLayer(2), 1), inFrame(frameLayer(3), 1), frameLayer(1), inFrame(shapeLayer(4), 3),
+      inFrame(shapeLayer(5), 3), inFrame(frameLayer(6), 3), inFrame(shapeLayer(12), 6), frameLayer(7),
+      inFrame(shapeLayer(8), 7), inFrame(frameLayer(9), 10), inFrame(frameLayer(10), 9), inFrame(shapeLayer(11), 2),
+      shapeLayer(13)};
+  const std::vector<std::vector<unsigned>> selections = {{1}, {3}, {1, 3}, {2}, {7, 6}, {9}, {10, 13}, {13}, {}};
+  for (const auto& selection : selections) {
+    std::vector<bool> marks(elements.size(), false);
+    std::set<unsigned> expected;
+    for (unsigned n : selection) {
+      expected.insert(n);
+      for (std::size_t i = 0; i < elements.size(); ++i) marks[i] = marks[i] || elements[i].id() == id(n);
+      for (const Uuid& member : FrameOperations::subtreeIDs(id(n), elements)) {
+        expected.insert(numbers({SceneElement(member, SceneElementType(), SceneElementSettings{})})[0]);
+      }
+    }
+    detail::addFrameSubtrees(elements, marks);
+    std::set<unsigned> actual;
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+      if (marks[i]) actual.insert(numbers({elements[i]})[0]);
+    }
+    EXPECT_EQ(actual, expected) << "selection of " << selection.size() << " starting " << (selection.empty() ? 0 : selection[0]);
+  }
 }
 
 TEST(FolderOperationsCopySelection, MemberWithoutItsFrameJoinsTheSameFrameOnlyWhenKeepingParent) {
