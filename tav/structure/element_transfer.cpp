@@ -302,8 +302,12 @@ std::vector<Uuid> Scene::transferElements(const std::unordered_set<Uuid>& ids, A
     const Uuid id = group.id;
     target.groups.insert_or_assign(id, std::move(group));
   }
-  target.elements.insert(target.elements.begin(), std::make_move_iterator(copy.elements.begin()),
-                         std::make_move_iterator(copy.elements.end()));
+  if (target.elements.empty()) {
+    target.elements = std::move(copy.elements);
+  } else {
+    target.elements.insert(target.elements.begin(), std::make_move_iterator(copy.elements.begin()),
+                           std::make_move_iterator(copy.elements.end()));
+  }
   normaliseGroupContiguity();
   normaliseFrameContiguity();
 
