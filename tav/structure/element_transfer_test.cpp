@@ -186,6 +186,23 @@ TEST(SceneTransferElements, LockedLayersStayUnlessAPartnerBringsThem) {
   EXPECT_EQ(target[2].settings().mask->layerID, target[1].id());
 }
 
+TEST(SceneTransferElements, LockedSplitPartnersAndFrameMembersComeWithTheirSelectedPartner) {
+  Scene scene = sceneWith({locked(inGroup(shapeLayer(1), 20, SceneElementGroupRole::splitForeground)),
+                           locked(shapeLayer(2)), inGroup(shapeLayer(3), 20, SceneElementGroupRole::splitBackground),
+                           locked(inFrame(shapeLayer(4), 5)), frameLayer(5)},
+                          {splitGroup(20)});
+  const auto copied = scene.transferElements({id(3), id(5), id(2)}, AspectRatio::landscape, AspectRatio::portrait,
+                                             translatedPlacement, false, std::nullopt, noGeometry);
+  // Locked 2 was selected and is left out of the selection, yet it comes back sandwiched in the split.
+  ASSERT_EQ(copied.size(), 5u);
+  const auto& target = scene.elements(AspectRatio::portrait);
+  std::vector<std::string> names;
+  for (const auto& e : target) names.push_back(e.settings().name.value_or("frame"));
+  EXPECT_EQ(names, (std::vector<std::string>{"Layer 1", "Layer 2", "Layer 3", "Layer 4", "frame"}));
+  EXPECT_EQ(target[3].frameID(), target[4].id());
+  EXPECT_EQ(target[3].settings().isLocked, true);
+}
+
 TEST(SceneTransferElements, MaskPartnersGoTogetherWhicheverIsSelected) {
   for (unsigned selected : {1u, 2u}) {
     Scene scene = sceneWith({maskedBy(shapeLayer(1), 2), shapeLayer(2), shapeLayer(3)});

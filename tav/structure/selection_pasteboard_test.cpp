@@ -187,6 +187,24 @@ TEST(FolderOperationsDuplicateSelection, InsertsInFrontOfTheFrontMostSelectedLay
   EXPECT_EQ(elements[4].groupMembership(), std::nullopt);
 }
 
+TEST(FolderOperationsDuplicateSelection, WithARootStoresTheRebornFoldersAndGathersThem) {
+  Scene scene = folderTree();
+  const auto result = duplicateSelection({id(2), id(3)}, scene, id(10));
+  ASSERT_TRUE(result.rebornGroupID.has_value());
+  const auto& groups = scene.groups();
+  ASSERT_EQ(groups.size(), 7u);  // 9, 10, 11, 12 and the copies of 10, 11 and 12
+  EXPECT_EQ(groups.at(*result.rebornGroupID).parentGroupID, id(9));  // kept: the copy lives beside its source
+  // The two copies stand directly in front of layer 2 and form one block under the reborn root.
+  const auto& elements = scene.elements();
+  ASSERT_EQ(elements.size(), 6u);
+  const auto copyIndex = std::find_if(elements.begin(), elements.end(),
+                                      [&](const SceneElement& e) { return e.id() == *result.newSelection; }) -
+                         elements.begin();
+  const auto ancestry = scene.groupAncestry(elements[static_cast<std::size_t>(copyIndex) + 1].id());
+  EXPECT_NE(std::find(ancestry.begin(), ancestry.end(), *result.rebornGroupID), ancestry.end());
+  EXPECT_EQ(numbers(elements).back(), 4u);
+}
+
 TEST(FolderOperationsDuplicateSelection, EmptySelectionChangesNothing) {
   Scene scene = folderTree();
   const Scene before = scene;
