@@ -1,37 +1,22 @@
 #include "tav/scene/element_placement.hpp"
 
 namespace tav {
-namespace {
-
-// The reference canvas that member sizes in points are measured on.
-constexpr double kReferenceWidth = 1920;
-constexpr double kReferenceHeight = 1080;
-
-/// The layout a layer gets on joining a frame without one of its own: in the flow, no growth,
-/// shrinking 1, and sized as the layer stands on the reference canvas. A frame that hugs its content
-/// sizes itself in that axis; a text layer sizes itself in both.
-SceneLayoutItem defaultMemberLayout(const SceneElement& element) {
-  SceneLayoutItem layout;
-  layout.position = SceneLayoutItem::Position::flow;
-  layout.grow = 0;
-  layout.shrink = 1;
-  if (element.type().isText()) return layout;
+SceneLayoutItem defaultFrameMemberLayout(const SceneElement& element) {
+  SceneLayoutItem item;
+  item.position = SceneLayoutItem::Position::flow;
+  item.grow = 0;
+  item.shrink = 1;
+  if (element.type().isText()) return item;
   const SceneFrameSettings* frame = element.type().frameSettings();
-  const auto& settings = element.settings();
-  if (frame != nullptr && frame->widthHugsContent.value_or(false)) {
-    layout.width = SceneDimension::auto_();
-  } else {
-    layout.width = SceneDimension{settings.width.value_or(0) * kReferenceWidth, SceneDimension::Unit::point};
-  }
-  if (frame != nullptr && frame->heightHugsContent.value_or(false)) {
-    layout.height = SceneDimension::auto_();
-  } else {
-    layout.height = SceneDimension{settings.height.value_or(0) * kReferenceHeight, SceneDimension::Unit::point};
-  }
-  return layout;
+  // Sizes in points are measured on the 1920 by 1080 reference canvas.
+  auto dimension = [frame](std::optional<bool> hugsContent, std::optional<double> fraction, double reference) {
+    if (frame && hugsContent.value_or(false)) return SceneDimension::auto_();
+    return SceneDimension{fraction.value_or(0) * reference, SceneDimension::Unit::point};
+  };
+  item.width = dimension(frame ? frame->widthHugsContent : std::nullopt, element.settings().width, 1920);
+  item.height = dimension(frame ? frame->heightHugsContent : std::nullopt, element.settings().height, 1080);
+  return item;
 }
-
-}  // namespace
 
 SceneElement ElementPlacement::applied(const SceneElement& element,
                                        const std::optional<SceneLayoutItem>& memberLayout) const {
@@ -44,7 +29,7 @@ SceneElement ElementPlacement::applied(const SceneElement& element,
   if (memberLayout) {
     settings.layout = *memberLayout;
   } else if (!settings.layout) {
-    settings.layout = defaultMemberLayout(element);
+    settings.layout = defaultFrameMemberLayout(element);
     usedDefault = true;
   }
   result.setSettingsUpdated(true);

@@ -15,6 +15,11 @@
 
 namespace tav {
 
+/// The layout a layer gets on joining a frame: in the flow, shrinking but not growing, sized by its own
+/// geometry on the 1920 by 1080 reference canvas; a text hugs, and so does a frame along an axis it hugs
+/// its content on.
+SceneLayoutItem defaultFrameMemberLayout(const SceneElement& element);
+
 /// A plain value; equality and hashing cover all three fields.
 struct ElementPlacement {
   /// Index in the routed element list at which to insert the new layer.

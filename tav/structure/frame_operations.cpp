@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "tav/scene/element_placement.hpp"
 #include "tav/structure/folder_operations.hpp"
 #include "tav/structure/split_video_group.hpp"
 #include "tav/structure/uuid_index.hpp"
@@ -174,21 +175,7 @@ std::optional<Uuid> parentFrameID(const std::vector<Uuid>& ids, const std::vecto
   return shared.value_or(std::nullopt);
 }
 
-SceneLayoutItem defaultMemberLayout(const SceneElement& element) {
-  SceneLayoutItem item;
-  item.position = SceneLayoutItem::Position::flow;
-  item.grow = 0;
-  item.shrink = 1;
-  if (element.type().isText()) return item;
-  const SceneFrameSettings* frame = element.type().frameSettings();
-  auto dimension = [&](std::optional<bool> hugsContent, std::optional<double> fraction, double reference) {
-    if (frame && hugsContent.value_or(false)) return SceneDimension::auto_();
-    return SceneDimension{fraction.value_or(0) * reference, SceneDimension::Unit::point};
-  };
-  item.width = dimension(frame ? frame->widthHugsContent : std::nullopt, element.settings().width, 1920);
-  item.height = dimension(frame ? frame->heightHugsContent : std::nullopt, element.settings().height, 1080);
-  return item;
-}
+SceneLayoutItem defaultMemberLayout(const SceneElement& element) { return defaultFrameMemberLayout(element); }
 
 std::optional<Uuid> wrap(const std::vector<Uuid>& memberIDs, Scene& scene) {
   const std::vector<SceneElement>& current = scene.elements();
