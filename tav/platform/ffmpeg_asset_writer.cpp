@@ -30,6 +30,20 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#if defined(__SANITIZE_ADDRESS__)
+#define TAV_HAS_LSAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TAV_HAS_LSAN 1
+#endif
+#endif
+#ifndef TAV_HAS_LSAN
+#define TAV_HAS_LSAN 0
+#endif
+#if TAV_HAS_LSAN
+#include <sanitizer/lsan_interface.h>
+#endif
+
 #include "tav/contracts/logger.hpp"
 #include "tav/platform/ffmpeg_handles.hpp"
 
@@ -94,6 +108,28 @@ std::int64_t relativeTicks(CMTime time, CMTime origin, AVRational timeBase) {
   return av_rescale_q_rnd(relative.value, AVRational{1, relative.timescale}, timeBase,
                           static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
 }
+
+// libx265 3.5 loses a few kilobytes of its own at every encoder open (its sample-adaptive-offset
+// tables). Under LeakSanitizer that would fail a host's whole leak check for memory it cannot free, so
+// the open is kept out of the check; nothing changes in other builds.
+class LeakCheckPause {
+ public:
+  explicit LeakCheckPause(bool active) : _active(active) {
+#if TAV_HAS_LSAN
+    if (_active) __lsan_disable();
+#endif
+  }
+  ~LeakCheckPause() {
+#if TAV_HAS_LSAN
+    if (_active) __lsan_enable();
+#endif
+  }
+  LeakCheckPause(const LeakCheckPause&) = delete;
+  LeakCheckPause& operator=(const LeakCheckPause&) = delete;
+
+ private:
+  [[maybe_unused]] bool _active;
+};
 
 // Releases the host's sample memory when FFmpeg drops its last reference to a wrapped frame.
 void releaseSharedStorage(void* opaque, std::uint8_t*) { delete static_cast<std::shared_ptr<const void>*>(opaque); }
@@ -496,7 +532,11 @@ class FfmpegAssetWriterInput final : public AssetWriterInput {
     }
     if (codec->codec_id == AV_CODEC_ID_HEVC) av_dict_set(&rawOptions, "x265-params", "log-level=error:bframes=0", 0);
     if (codec->codec_id == AV_CODEC_ID_PRORES) av_dict_set(&rawOptions, "profile", "standard", 0);
-    const int result = avcodec_open2(codec, _encoder, &rawOptions);
+    int result = 0;
+    {
+      LeakCheckPause pause(codec->codec_id == AV_CODEC_ID_HEVC);
+      result = avcodec_open2(codec, _encoder, &rawOptions);
+    }
     av_dict_free(&rawOptions);
     if (result < 0) {
       _muxer->fail(std::string("could not open the ") + _encoder->name + " encoder", result);
@@ -936,6 +976,9 @@ class FfmpegAssetWriter final : public AssetWriter {
     if (_fragmentInterval.isNumeric() && _fragmentInterval.value > 0) {
       movflags = "+frag_keyframe+empty_moov+default_base_moof";
       fragmentMicroseconds = av_rescale(_fragmentInterval.value, 1'000'000, _fragmentInterval.timescale);
+      // A stalled track holds the others in the interleaving queue for at most a fragment, so a crash
+      // while one source is frozen loses no more than that.
+      format->max_interleave_delta = std::max<std::int64_t>(fragmentMicroseconds, 1'000'000);
     }
     // Reverse-DNS keys are silently dropped unless the container writes its metadata as keyed items.
     if (metadataKeys) movflags += "+use_metadata_tags";
