@@ -295,6 +295,33 @@ TEST(FfmpegAssetWriter, BoundedQueueReportsNotReadyInsteadOfBlocking) {
   writer->cancelWriting();
 }
 
+TEST(FfmpegAssetWriter, DropsFramesThatDoNotAdvanceAndScalesOtherSizes) {
+  ScratchDirectory folder("tav-writer");
+  const auto path = folder / "scaled.mov";
+  FfmpegAssetWriterFactory factory;
+  auto writer = factory.makeWriter(path, FileType::quickTimeMovie);
+  auto video = factory.makeInput(MediaStreamType::video(), videoSettings(AVVideoCodecTypeH264, 320, 240, 30));
+  writer->addInput(video);
+  ASSERT_TRUE(writer->startWriting());
+  const CMTime origin = CMTime::make(2, 1);
+  writer->startSession(origin);
+  // Before the session, frames 0 and 1, frame 1 again, frame 2: three reach the file.
+  appendWaiting(*video, syntheticVideoFrame(PixelFormat::nv12, 640, 360, -1, 30, origin));
+  for (const int index : {0, 1, 1, 2}) {
+    appendWaiting(*video, syntheticVideoFrame(PixelFormat::nv12, 640, 360, index, 30, origin));
+  }
+  video->markAsFinished();
+  finish(*writer);
+  ASSERT_EQ(writer->status(), AssetWriterStatus::completed) << writer->error().value_or("");
+  const ProbedMovie movie = probeMovie(path);
+  ASSERT_EQ(movie.tracks.size(), 1u);
+  EXPECT_EQ(movie.tracks[0].packetCount, 3);
+  EXPECT_EQ(movie.tracks[0].width, 320);
+  EXPECT_EQ(movie.tracks[0].height, 240);
+  EXPECT_DOUBLE_EQ(movie.tracks[0].startTime, 0.0);
+  EXPECT_NEAR(movie.tracks[0].duration, 0.1, 0.001);  // 3 / 30
+}
+
 TEST(FfmpegAssetWriter, RefusesMissingFolderAndReportsBadSettings) {
   ScratchDirectory folder("tav-writer");
   FfmpegAssetWriterFactory factory;
