@@ -1,10 +1,10 @@
 #include "tav/platform/ffmpeg_asset_writer.hpp"
 
 #include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <deque>
 #include <map>
