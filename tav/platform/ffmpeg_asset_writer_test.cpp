@@ -291,7 +291,8 @@ TEST(FfmpegAssetWriter, BoundedQueueReportsNotReadyInsteadOfBlocking) {
   const auto elapsed = std::chrono::steady_clock::now() - begin;
   EXPECT_GE(accepted, 2);
   EXPECT_GT(refused, 0);  // 40 appends of 720p at preset medium outrun any encoder
-  EXPECT_LT(elapsed, std::chrono::milliseconds(200));  // appending never waited on the encoder
+  // Encoding the 40 frames would take seconds: appending never waited for the encoder.
+  EXPECT_LT(elapsed, std::chrono::milliseconds(500));
   writer->cancelWriting();
 }
 
