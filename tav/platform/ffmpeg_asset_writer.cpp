@@ -1020,7 +1020,8 @@ class FfmpegAssetWriter final : public AssetWriter {
     const AssetWriterStatus status = _muxer->status();
     if (status == AssetWriterStatus::completed || status == AssetWriterStatus::cancelled) return;
     _muxer->setCancelled();
-    _muxer->setStatus(AssetWriterStatus::cancelled);
+    // A failed writer stays failed, with its error; the cancel only stops what is still running.
+    if (status != AssetWriterStatus::failed) _muxer->setStatus(AssetWriterStatus::cancelled);
     for (auto& input : _inputs) input->stop();
     if (!_finisher.joinable() || _finisher.get_id() == std::this_thread::get_id()) _muxer->close();
   }

@@ -343,6 +343,9 @@ TEST(FfmpegAssetWriter, RefusesMissingFolderAndReportsBadSettings) {
   ASSERT_TRUE(writer->error().has_value());
   EXPECT_NE(writer->error()->find(path.string()), std::string::npos);
   EXPECT_NE(writer->error()->find("mjpg"), std::string::npos);
+  writer->cancelWriting();
+  EXPECT_EQ(writer->status(), AssetWriterStatus::failed);  // the failure and its text stay
+  EXPECT_TRUE(writer->error().has_value());
 
   // finishWriting on a writer that never started fails, and still calls back.
   auto idle = factory.makeWriter(folder / "idle.mov", FileType::quickTimeMovie);
