@@ -39,15 +39,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-MediaSettings stereoAudio() {
-  MediaSettings settings;
-  settings[AVFormatIDKey] = kAudioFormatMPEG4AAC;
-  settings[AVSampleRateKey] = 48000;
-  settings[AVNumberOfChannelsKey] = 2;
-  settings[AVEncoderBitRateKey] = 128000;
-  return settings;
-}
-
 // A copy of `buffer` presented at `pts`, sharing its pixels.
 CMSampleBuffer retimed(const CMSampleBuffer& buffer, CMTime pts) {
   return *CMSampleBufferCreateCopyWithNewTiming(
@@ -84,7 +75,7 @@ void BM_TavoWriterWrite(benchmark::State& state) {
     TavoWriter writer(false, factory, defaults);
     MediaSettings settings = RecordingVideoSettings::videoSettings(640, 360, 30.0, false);
     settings[TavVideoEncoderPresetKey] = "ultrafast";
-    writer.start(Url::fileUrl(folder / "paced.mov"), settings, stereoAudio(), true, FileType::quickTimeMovie, {});
+    writer.start(Url::fileUrl(folder / "paced.mov"), settings, testing::stereoAudio(), true, FileType::quickTimeMovie, {});
     const auto begin = Clock::now();
     for (int i = 0; i < kFrames; ++i) {
       std::this_thread::sleep_until(begin + std::chrono::microseconds(std::int64_t{i} * 1'000'000 / 30));

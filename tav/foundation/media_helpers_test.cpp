@@ -52,8 +52,8 @@ TEST(MediaHelpers, AnimatedGIFNeedsTheGIFTypeAndMoreThanOneImage) {
   auto one = gifOfFrames(1);
   EXPECT_FALSE(isAnimatedGIF(std::span<const std::uint8_t>(one)));
   // Cut inside the second image: only the first reads whole.
-  auto cut = gifOfFrames(2);
-  cut.resize(cut.size() - 6);
+  const auto whole = gifOfFrames(2);
+  const std::vector<std::uint8_t> cut(whole.begin(), whole.end() - 6);
   EXPECT_FALSE(isAnimatedGIF(std::span<const std::uint8_t>(cut)));
   const std::uint8_t png[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
   EXPECT_FALSE(isAnimatedGIF(std::span<const std::uint8_t>(png)));

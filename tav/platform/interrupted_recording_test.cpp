@@ -46,15 +46,6 @@ class ScopedEnvironment {
   std::optional<std::string> _old;
 };
 
-MediaSettings stereoAudio() {
-  MediaSettings settings;
-  settings[AVFormatIDKey] = kAudioFormatMPEG4AAC;
-  settings[AVSampleRateKey] = 48000;
-  settings[AVNumberOfChannelsKey] = 2;
-  settings[AVEncoderBitRateKey] = 128000;
-  return settings;
-}
-
 // The child: records 640x360 NV12 at 30 fps and 48 kHz stereo in real time into `output` until it is
 // killed (or 30 s pass, should the parent be gone). Writes one byte to `ready` after the first frame.
 [[noreturn]] void recordUntilKilled(const std::filesystem::path& output, const std::filesystem::path& defaultsFile,
@@ -63,7 +54,7 @@ MediaSettings stereoAudio() {
     auto defaults = std::make_shared<FileUserDefaults>(defaultsFile);
     FfmpegAssetWriterFactory factory;
     TavoWriter writer(true, factory, defaults);
-    writer.start(Url::fileUrl(output), RecordingVideoSettings::videoSettings(640, 360, 30.0, false), stereoAudio(),
+    writer.start(Url::fileUrl(output), RecordingVideoSettings::videoSettings(640, 360, 30.0, false), testing::stereoAudio(),
                  true, FileType::quickTimeMovie, {});
     const CMTime origin = CMTime::make(1000, 1);  // a host clock's time, not zero
     const auto begin = std::chrono::steady_clock::now();

@@ -11,15 +11,6 @@ namespace {
 
 using namespace testing;
 
-SceneElement layerAt(unsigned number, double x, double y, double w, double h) {
-  SceneElement element = shapeLayer(number);
-  element.settings().xPosition = x;
-  element.settings().yPosition = y;
-  element.settings().width = w;
-  element.settings().height = h;
-  return element;
-}
-
 struct Geometry {
   double x, y, w, h;
 };

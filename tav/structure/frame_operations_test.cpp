@@ -9,16 +9,6 @@ namespace {
 
 using namespace testing;
 
-SceneElement at(SceneElement element, Rect rect) {
-  element.settings().setRect(rect);
-  return element;
-}
-
-SceneElement rotated(SceneElement element, int degrees) {
-  element.settings().rotation = degrees;
-  return element;
-}
-
 SceneElement textLayer(unsigned number) {
   return SceneElement(id(number), SceneElementType(SceneElementTextSettings{}), shapeLayer(number).settings());
 }

@@ -10,16 +10,6 @@ namespace {
 
 using namespace testing;
 
-SceneElement rotated(SceneElement element, int degrees) {
-  element.settings().rotation = degrees;
-  return element;
-}
-
-SceneElement at(SceneElement element, Rect rect) {
-  element.settings().setRect(rect);
-  return element;
-}
-
 void expectRectNear(const Rect& actual, const Rect& expected) {
   EXPECT_NEAR(actual.origin.x, expected.origin.x, 1e-12);
   EXPECT_NEAR(actual.origin.y, expected.origin.y, 1e-12);

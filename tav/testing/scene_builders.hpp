@@ -40,6 +40,20 @@ inline SceneElement frameLayer(unsigned number) {
   return SceneElement(id(number), SceneElementType(frame), SceneElementSettings{});
 }
 
+/// `element` moved to `rect` (fractions of the canvas).
+inline SceneElement at(SceneElement element, Rect rect) {
+  element.settings().setRect(rect);
+  return element;
+}
+/// A shape layer at (x, y) of size w by h, in fractions of the canvas.
+inline SceneElement layerAt(unsigned number, double x, double y, double w, double h) {
+  return at(shapeLayer(number), Rect(x, y, w, h));
+}
+/// `element` turned by `degrees`.
+inline SceneElement rotated(SceneElement element, int degrees) {
+  element.settings().rotation = degrees;
+  return element;
+}
 inline SceneElement inGroup(SceneElement element, unsigned groupNumber,
                             std::optional<SceneElementGroupRole> role = std::nullopt) {
   element.setGroupMembership(SceneElementGroupMembership{id(groupNumber), role});

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "tav/contracts/cm_sample_buffer.hpp"
+#include "tav/contracts/media_settings.hpp"
 
 namespace tav::testing {
 
@@ -56,6 +57,16 @@ inline CMSampleBuffer syntheticAudio(int channels, std::int32_t sampleRate, int 
   std::shared_ptr<const float> shared = data;
   return CMSampleBuffer::audio(AudioBufferData{channels, sampleRate, frames, shared},
                                origin + CMTime::make(firstSample, sampleRate));
+}
+
+/// Audio settings of an AAC track: 48 kHz stereo at 128 kbit/s.
+inline MediaSettings stereoAudio() {
+  MediaSettings settings;
+  settings[AVFormatIDKey] = kAudioFormatMPEG4AAC;
+  settings[AVSampleRateKey] = 48000;
+  settings[AVNumberOfChannelsKey] = 2;
+  settings[AVEncoderBitRateKey] = 128000;
+  return settings;
 }
 
 }  // namespace tav::testing
