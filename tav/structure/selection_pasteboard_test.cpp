@@ -59,13 +59,13 @@ TEST(FolderOperationsCopySelection, SubtreesOfManyFramesAtOnceEqualTheUnionOfEac
       expected.insert(n);
       for (std::size_t i = 0; i < elements.size(); ++i) marks[i] = marks[i] || elements[i].id() == id(n);
       for (const Uuid& member : FrameOperations::subtreeIDs(id(n), elements)) {
-        expected.insert(numbers({SceneElement(member, SceneElementType(), SceneElementSettings{})})[0]);
+        expected.insert(number(member));
       }
     }
     detail::addFrameSubtrees(elements, marks);
     std::set<unsigned> actual;
     for (std::size_t i = 0; i < elements.size(); ++i) {
-      if (marks[i]) actual.insert(numbers({elements[i]})[0]);
+      if (marks[i]) actual.insert(number(elements[i].id()));
     }
     EXPECT_EQ(actual, expected) << "selection of " << selection.size() << " starting " << (selection.empty() ? 0 : selection[0]);
   }

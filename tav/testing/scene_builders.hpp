@@ -98,15 +98,16 @@ inline Scene sceneWith(std::vector<SceneElement> elements, std::vector<SceneElem
   return Scene(Scene::Identity{.id = "TEST_SCENE"}, "Test", AspectRatio::landscape, std::move(format));
 }
 
+/// The number given to id() for `layerID`.
+inline unsigned number(const Uuid& layerID) {
+  const auto& b = layerID.bytes();
+  return static_cast<unsigned>(b[12]) << 24 | static_cast<unsigned>(b[13]) << 16 | static_cast<unsigned>(b[14]) << 8 |
+         b[15];
+}
 /// The ids of `elements` in order, as numbers given to id().
 inline std::vector<unsigned> numbers(const std::vector<SceneElement>& elements) {
   std::vector<unsigned> result;
-  for (const auto& e : elements) {
-    const auto& b = e.id().bytes();
-    result.push_back(static_cast<unsigned>(b[12]) << 24 | static_cast<unsigned>(b[13]) << 16 |
-                     static_cast<unsigned>(b[14]) << 8 | b[15]);
-  }
+  for (const auto& e : elements) result.push_back(number(e.id()));
   return result;
 }
-
 }  // namespace tav::testing
