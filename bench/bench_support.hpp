@@ -117,7 +117,7 @@ const Fixture& fixtureOfSize(std::size_t layers) {
 }
 
 /// Registers `<prefix>/<operation>` at 1,000 and 10,000 layers for every operation, and `scalingName`,
-/// which reports time(10,000 layers) / time(1,000 layers) per operation, best of several rounds each,
+/// which reports time(10,000 layers) / time(1,000 layers) per operation, best of 30 rounds each,
 /// every round starting with cold caches (target at most 15). `fixture(n)` gives the fixture of n
 /// layers and must outlive the benchmarks. Set TAV_BENCH_VERBOSE to see the times behind the ratios.
 template <class Fixture>
@@ -143,7 +143,7 @@ bool registerScalingSuite(const char* prefix, const char* scalingName,
                                  for (auto _ : state) {
                                    for (const auto& operation : operations) {
                                      double small = time(operation, 1000, 30);
-                                     double large = time(operation, 10000, 10);
+                                     double large = time(operation, 10000, 30);
                                      state.counters[operation.name] = large / small;
                                      if (std::getenv("TAV_BENCH_VERBOSE")) {
                                        std::fprintf(stderr, "%s: %.1f us at 1k, %.1f us at 10k\n", operation.name,

@@ -68,7 +68,10 @@ TEST(TavoWriter, WritesARealMovieThatStartsAtTheFirstVideoFrame) {
   EXPECT_EQ(TavoWriter::currentOutputURL(store).get(), std::nullopt);
 
   const TavoWriter::Counts counts = writer.counts();
-  EXPECT_GE(counts.videoFrames, 25);
+  // A slow machine (or a sanitizer) makes the encoder fall behind now and then: those frames are
+  // dropped, as they should be, and leave gaps in the timeline.
+  EXPECT_GE(counts.videoFrames, 10);
+  EXPECT_EQ(counts.videoFrames + counts.videoDrops, 30);
   ProbedMovie movie = probeMovie(scratch / "clip.mov");
   const ProbedTrack* videoTrack = trackOf(movie, "video");
   const ProbedTrack* audioTrack = trackOf(movie, "audio");
@@ -76,8 +79,9 @@ TEST(TavoWriter, WritesARealMovieThatStartsAtTheFirstVideoFrame) {
   ASSERT_NE(audioTrack, nullptr);
   EXPECT_EQ(videoTrack->width, 64);
   EXPECT_EQ(videoTrack->packetCount, counts.videoFrames);
-  // frames / 30 seconds, give or take a frame.
-  EXPECT_NEAR(videoTrack->duration, static_cast<double>(counts.videoFrames) / 30.0, 1.0 / 30.0 + 0.01);
+  // The track spans its written frames: at least (written - 1) / 30 seconds, at most the second fed.
+  EXPECT_GE(videoTrack->duration, static_cast<double>(counts.videoFrames - 1) / 30.0 - 0.01);
+  EXPECT_LE(videoTrack->duration, 1.0 + 0.01);
   EXPECT_NEAR(videoTrack->startTime, 0.0, 0.01);
   // No audio from before the first frame: the audio track starts with the video, not half a second early.
   EXPECT_GE(audioTrack->startTime, -0.03);
