@@ -73,6 +73,23 @@ std::string metadataValue(const ProbedMovie& movie, std::string_view key) {
   return {};
 }
 
+/// A writer at `path` with one input of `mediaType`, writing, its session started at `origin`; with
+/// 1-second fragments when `fragmented`.
+struct OneInput {
+  std::unique_ptr<AssetWriter> writer;
+  std::shared_ptr<AssetWriterInput> input;
+};
+OneInput startWithOneInput(FfmpegAssetWriterFactory& factory, const std::filesystem::path& path, FileType type,
+                           const MediaStreamType& mediaType, const MediaSettings& settings,
+                           CMTime origin = kCMTimeZero, bool fragmented = false) {
+  OneInput started{factory.makeWriter(path, type), factory.makeInput(mediaType, settings)};
+  if (fragmented) started.writer->setMovieFragmentInterval(CMTime::make(1, 1));
+  started.writer->addInput(started.input);
+  EXPECT_TRUE(started.writer->startWriting()) << started.writer->error().value_or("");
+  started.writer->startSession(origin);
+  return started;
+}
+
 TEST(FfmpegAssetWriter, WritesFragmentedH264MovieWithAudioAndMetadata) {
   ScratchDirectory folder("tav-writer");
   const auto path = folder / "clip.mov";
@@ -148,11 +165,8 @@ TEST(FfmpegAssetWriter, WritesHevcFromPlanarAndConvertsBgra) {
                         Case{AVVideoCodecTypeAppleProRes422, PixelFormat::bgra, "prores", "apcn"}}) {
     SCOPED_TRACE(c.expectedCodec);
     const auto path = folder / (std::string(c.expectedCodec) + std::to_string(static_cast<int>(c.format)) + ".mov");
-    auto writer = factory.makeWriter(path, FileType::quickTimeMovie);
-    auto video = factory.makeInput(MediaStreamType::video(), videoSettings(c.codec, 256, 144, 25));
-    writer->addInput(video);
-    ASSERT_TRUE(writer->startWriting());
-    writer->startSession(kCMTimeZero);
+    auto [writer, video] = startWithOneInput(factory, path, FileType::quickTimeMovie, MediaStreamType::video(),
+                                             videoSettings(c.codec, 256, 144, 25));
     for (int frame = 0; frame < 25; ++frame) appendWaiting(*video, syntheticVideoFrame(c.format, 256, 144, frame, 25));
     video->markAsFinished();
     finish(*writer);
@@ -172,12 +186,9 @@ TEST(FfmpegAssetWriter, WritesAudioOnlyM4A) {
   ScratchDirectory folder("tav-writer");
   const auto path = folder / "voice.m4a";
   FfmpegAssetWriterFactory factory;
-  auto writer = factory.makeWriter(path, FileType::appleM4A);
-  auto audio = factory.makeInput(MediaStreamType::audio(), audioSettings(44100, 1));
-  writer->addInput(audio);
-  ASSERT_TRUE(writer->startWriting());
   const CMTime origin = CMTime::make(5, 1);
-  writer->startSession(origin);
+  auto [writer, audio] = startWithOneInput(factory, path, FileType::appleM4A, MediaStreamType::audio(),
+                                           audioSettings(44100, 1), origin);
   // A buffer from before the session is cut to the session's start.
   appendWaiting(*audio, syntheticAudio(1, 44100, 441, -441, origin));
   for (int i = 0; i < 100; ++i) appendWaiting(*audio, syntheticAudio(1, 44100, 441, i * 441, origin));  // 1 s
@@ -197,11 +208,8 @@ TEST(FfmpegAssetWriter, FillsAnAudioGapWithSilenceAndResamples) {
   ScratchDirectory folder("tav-writer");
   const auto path = folder / "gap.m4a";
   FfmpegAssetWriterFactory factory;
-  auto writer = factory.makeWriter(path, FileType::appleM4A);
-  auto audio = factory.makeInput(MediaStreamType::audio(), audioSettings(48000, 2));
-  writer->addInput(audio);
-  ASSERT_TRUE(writer->startWriting());
-  writer->startSession(kCMTimeZero);
+  auto [writer, audio] = startWithOneInput(factory, path, FileType::appleM4A, MediaStreamType::audio(),
+                                           audioSettings(48000, 2));
   // 44.1 kHz mono in, 48 kHz stereo out; half a second, a half-second hole, half a second.
   for (int i = 0; i < 50; ++i) appendWaiting(*audio, syntheticAudio(1, 44100, 441, i * 441));
   for (int i = 100; i < 150; ++i) appendWaiting(*audio, syntheticAudio(1, 44100, 441, i * 441));
@@ -219,12 +227,8 @@ TEST(FfmpegAssetWriter, CancelLeavesThePartialFileAndRefusesMore) {
   ScratchDirectory folder("tav-writer");
   const auto path = folder / "cancelled.mov";
   FfmpegAssetWriterFactory factory;
-  auto writer = factory.makeWriter(path, FileType::quickTimeMovie);
-  writer->setMovieFragmentInterval(CMTime::make(1, 1));
-  auto video = factory.makeInput(MediaStreamType::video(), videoSettings(AVVideoCodecTypeH264, 320, 240, 30));
-  writer->addInput(video);
-  ASSERT_TRUE(writer->startWriting());
-  writer->startSession(kCMTimeZero);
+  auto [writer, video] = startWithOneInput(factory, path, FileType::quickTimeMovie, MediaStreamType::video(),
+                                           videoSettings(AVVideoCodecTypeH264, 320, 240, 30), kCMTimeZero, true);
   for (int frame = 0; frame < 10; ++frame) appendWaiting(*video, syntheticVideoFrame(PixelFormat::nv12, 320, 240, frame));
   writer->cancelWriting();
   EXPECT_EQ(writer->status(), AssetWriterStatus::cancelled);
@@ -238,12 +242,8 @@ TEST(FfmpegAssetWriter, TruncatedFragmentedFileStillOpens) {
   ScratchDirectory folder("tav-writer");
   const auto path = folder / "whole.mov";
   FfmpegAssetWriterFactory factory;
-  auto writer = factory.makeWriter(path, FileType::quickTimeMovie);
-  writer->setMovieFragmentInterval(CMTime::make(1, 1));
-  auto video = factory.makeInput(MediaStreamType::video(), videoSettings(AVVideoCodecTypeH264, 320, 240, 30));
-  writer->addInput(video);
-  ASSERT_TRUE(writer->startWriting());
-  writer->startSession(kCMTimeZero);
+  auto [writer, video] = startWithOneInput(factory, path, FileType::quickTimeMovie, MediaStreamType::video(),
+                                           videoSettings(AVVideoCodecTypeH264, 320, 240, 30), kCMTimeZero, true);
   for (int frame = 0; frame < 120; ++frame) appendWaiting(*video, syntheticVideoFrame(PixelFormat::nv12, 320, 240, frame));
   video->markAsFinished();
   finish(*writer);
@@ -269,15 +269,12 @@ TEST(FfmpegAssetWriter, TruncatedFragmentedFileStillOpens) {
 TEST(FfmpegAssetWriter, BoundedQueueReportsNotReadyInsteadOfBlocking) {
   ScratchDirectory folder("tav-writer");
   FfmpegAssetWriterFactory factory(FfmpegAssetWriterOptions{2, 4});
-  auto writer = factory.makeWriter(folder / "busy.mov", FileType::quickTimeMovie);
-  auto video = factory.makeInput(MediaStreamType::video(), videoSettings(AVVideoCodecTypeH264, 1280, 720, 30, "medium"));
-  writer->addInput(video);
-  ASSERT_TRUE(writer->startWriting());
-  writer->startSession(kCMTimeZero);
+  auto [writer, video] = startWithOneInput(factory, folder / "busy.mov", FileType::quickTimeMovie,
+                                           MediaStreamType::video(),
+                                           videoSettings(AVVideoCodecTypeH264, 1280, 720, 30, "medium"));
   const CMSampleBuffer frame = syntheticVideoFrame(PixelFormat::nv12, 1280, 720, 0);
   int accepted = 0;
   int refused = 0;
-  const auto begin = std::chrono::steady_clock::now();
   for (int i = 0; i < 40; ++i) {
     const auto retimed = CMSampleBufferCreateCopyWithNewTiming(
         frame, {CMSampleTimingInfo{CMTime::make(1, 30), CMTime::make(i, 30), kCMTimeInvalid}});
@@ -288,11 +285,10 @@ TEST(FfmpegAssetWriter, BoundedQueueReportsNotReadyInsteadOfBlocking) {
       EXPECT_FALSE(video->isReadyForMoreMediaData());
     }
   }
-  const auto elapsed = std::chrono::steady_clock::now() - begin;
   EXPECT_GE(accepted, 2);
-  EXPECT_GT(refused, 0);  // 40 appends of 720p at preset medium outrun any encoder
-  // Encoding the 40 frames would take seconds: appending never waited for the encoder.
-  EXPECT_LT(elapsed, std::chrono::milliseconds(500));
+  // 40 appends of 720p at preset medium outrun any encoder: an append that waited for the encoder
+  // would never be refused.
+  EXPECT_GT(refused, 0);
   writer->cancelWriting();
 }
 
@@ -300,12 +296,9 @@ TEST(FfmpegAssetWriter, DropsFramesThatDoNotAdvanceAndScalesOtherSizes) {
   ScratchDirectory folder("tav-writer");
   const auto path = folder / "scaled.mov";
   FfmpegAssetWriterFactory factory;
-  auto writer = factory.makeWriter(path, FileType::quickTimeMovie);
-  auto video = factory.makeInput(MediaStreamType::video(), videoSettings(AVVideoCodecTypeH264, 320, 240, 30));
-  writer->addInput(video);
-  ASSERT_TRUE(writer->startWriting());
   const CMTime origin = CMTime::make(2, 1);
-  writer->startSession(origin);
+  auto [writer, video] = startWithOneInput(factory, path, FileType::quickTimeMovie, MediaStreamType::video(),
+                                           videoSettings(AVVideoCodecTypeH264, 320, 240, 30), origin);
   // Before the session, frames 0 and 1, frame 1 again, frame 2: three reach the file.
   appendWaiting(*video, syntheticVideoFrame(PixelFormat::nv12, 640, 360, -1, 30, origin));
   for (const int index : {0, 1, 1, 2}) {
