@@ -140,6 +140,16 @@ SceneColor Scene::backgroundColor(AspectRatio aspect) const {
   return f ? f->backgroundColor() : SceneColor::opaqueBlack();
 }
 
+const SceneElement* Scene::elementWithID(const Uuid& id) const {
+  const auto index = indexOfElement(id);
+  return index ? &elements()[*index] : nullptr;
+}
+
+const SceneElement* Scene::elementWithID(const Uuid& id, AspectRatio aspect) const {
+  const auto index = indexOfElement(id, aspect);
+  return index ? &elements(aspect)[*index] : nullptr;
+}
+
 std::vector<SceneElement> Scene::allElements() const {
   std::vector<SceneElement> all;
   for (const auto& [aspect, format] : formats_) all.insert(all.end(), format.elements.begin(), format.elements.end());

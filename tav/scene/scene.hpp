@@ -23,6 +23,7 @@
 #include "tav/scene/aspect_ratio.hpp"
 #include "tav/scene/audio_configuration.hpp"
 #include "tav/scene/device_configuration.hpp"
+#include "tav/scene/element_index_cache.hpp"
 #include "tav/scene/element_placement.hpp"
 #include "tav/scene/scene_enums.hpp"
 #include "tav/scene/scene_format.hpp"
@@ -158,6 +159,22 @@ class Scene {
   const SceneElementGroupMap& groups(AspectRatio aspect) const;
   const std::optional<Background>& background(AspectRatio aspect) const;
   SceneColor backgroundColor(AspectRatio aspect) const;
+
+  // Look-ups by id. Repeated look-ups on one format cost a hash look-up each; the first after an edit
+  // that moved or removed the layer asked for costs one pass over the array. Pointers are valid until
+  // the next edit of the scene.
+  /// The index of the routed format's layer with `id`; absent when it has none.
+  std::optional<std::size_t> indexOfElement(const Uuid& id) const {
+    return elementIndexCache_.indexOf(elements(), id);
+  }
+  /// The index of the layer with `id` in the format at `aspect`; absent when it has none.
+  std::optional<std::size_t> indexOfElement(const Uuid& id, AspectRatio aspect) const {
+    return elementIndexCache_.indexOf(elements(aspect), id);
+  }
+  /// The routed format's layer with `id`; null when it has none.
+  const SceneElement* elementWithID(const Uuid& id) const;
+  /// The layer with `id` in the format at `aspect`; null when it has none.
+  const SceneElement* elementWithID(const Uuid& id, AspectRatio aspect) const;
 
   /// The layers of all formats, in aspect order.
   std::vector<SceneElement> allElements() const;
@@ -352,6 +369,7 @@ class Scene {
 
   Identity identity_;
   std::string name_;
+  ElementIndexCache elementIndexCache_;
   SceneFormatMap formats_;
   AspectRatio primaryAspect_ = AspectRatio::landscape;
   std::optional<AspectRatio> activeAspect_;

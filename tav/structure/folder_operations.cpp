@@ -83,7 +83,7 @@ std::optional<GroupMutationResult> create(const std::vector<Uuid>& memberIDs, st
     }
   }
   const std::size_t at = std::min(front, rest.size());
-  GroupMutationResult result{{}, members, members.front().id()};
+  GroupMutationResult result{{}, members, members.front().id(), groupID};
   rest.insert(rest.begin() + static_cast<std::ptrdiff_t>(at), std::make_move_iterator(members.begin()),
               std::make_move_iterator(members.end()));
   list = std::move(rest);

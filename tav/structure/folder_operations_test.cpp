@@ -69,6 +69,7 @@ TEST(FolderOperations, CreateGathersMembersAtTheFrontMostIndex) {
   EXPECT_EQ(numbers(result->affected), (std::vector<unsigned>{2, 5}));
   for (const auto& element : result->affected) EXPECT_EQ(element.groupMembership(), member(group.id));
   EXPECT_EQ(result->newSelection, id(2));
+  EXPECT_EQ(result->groupID, group.id);
   EXPECT_EQ(scene.elements()[1], result->affected[0]);
   EXPECT_EQ(scene.elements()[2], result->affected[1]);
   EXPECT_FALSE(scene.elements()[3].groupMembership());

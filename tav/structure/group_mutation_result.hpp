@@ -17,8 +17,13 @@ struct GroupMutationResult {
   std::vector<SceneElement> affected;
   /// The layer to select afterwards; absent leaves the selection alone.
   std::optional<Uuid> newSelection;
+  /// The group the operation made (FolderOperations::create); absent for every other operation. A
+  /// convenience for the caller, so it takes no part in equality.
+  std::optional<Uuid> groupID = std::nullopt;
 
-  friend bool operator==(const GroupMutationResult&, const GroupMutationResult&) = default;
+  friend bool operator==(const GroupMutationResult& a, const GroupMutationResult& b) {
+    return a.removed == b.removed && a.affected == b.affected && a.newSelection == b.newSelection;
+  }
 };
 
 }  // namespace tav

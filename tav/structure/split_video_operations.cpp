@@ -164,6 +164,7 @@ std::optional<Result> split(Uuid elementID, Scene& scene) {
   group.isCollapsed = false;
   foreground.setGroupMembership(SceneElementGroupMembership{group.id, SceneElementGroupRole::splitForeground});
   background.setGroupMembership(SceneElementGroupMembership{group.id, SceneElementGroupRole::splitBackground});
+  const Uuid groupID = group.id;
   scene.addGroup(std::move(group));
 
   auto& elements = scene.routedFormatForEditing().elements;
@@ -178,7 +179,7 @@ std::optional<Result> split(Uuid elementID, Scene& scene) {
   scene.removeElement(elementID);
 
   const Uuid foregroundID = foreground.id();
-  return Result{{std::move(foreground), std::move(background)}, {source}, foregroundID};
+  return Result{{std::move(foreground), std::move(background)}, {source}, foregroundID, groupID};
 }
 
 std::optional<Result> unsplit(Uuid groupID, Uuid triggeringBookendID, Scene& scene) {

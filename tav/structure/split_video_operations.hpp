@@ -20,8 +20,13 @@ struct Result {
   std::vector<SceneElement> removed;
   /// The layer to select afterwards.
   std::optional<Uuid> newSelection;
+  /// The split group the operation made (`split`); absent for the others. A convenience for the
+  /// caller, so it takes no part in equality.
+  std::optional<Uuid> groupID = std::nullopt;
 
-  friend bool operator==(const Result&, const Result&) = default;
+  friend bool operator==(const Result& a, const Result& b) {
+    return a.added == b.added && a.removed == b.removed && a.newSelection == b.newSelection;
+  }
 };
 
 // Every operation edits `scene` in place; an absent result means refused, and then the scene is left

@@ -167,6 +167,8 @@ TEST(SplitVideoOperations, SplitPutsTheCopiesWhereTheSourceStood) {
   EXPECT_EQ(scene.elements()[3].id(), id(3));
   EXPECT_EQ(result->newSelection, result->added[0].id());
   EXPECT_EQ(numbers(result->removed), (std::vector<unsigned>{2}));
+  ASSERT_TRUE(result->groupID);
+  EXPECT_EQ(result->added[0].groupMembership()->groupID, *result->groupID);
 }
 
 TEST(SplitVideoOperations, SplitTakesAnIdReadFromTheSceneItself) {
