@@ -14,6 +14,7 @@
 // BM_IsolatedLoad: four 1280x720 30 fps sources with audio, isolated, beside a composed 1920x1080 canvas
 // (the four placed in a grid), all with libx264 ultrafast, paced in real time for 10 s. Reports frames
 // dropped (frames given minus frames in the files) and CPU seconds per media second.
+#include <benchmark/benchmark.h>
 #include <sys/resource.h>
 #include <time.h>
 
@@ -26,8 +27,6 @@
 #include <mutex>
 #include <thread>
 #include <vector>
-
-#include <benchmark/benchmark.h>
 
 #include "tav/platform/ffmpeg_asset_writer.hpp"
 #include "tav/platform/ffmpeg_movie_probe.hpp"
@@ -103,8 +102,9 @@ void BM_IsolatedAppendVideo(benchmark::State& state) {
           if (fast) {
             mine.push_back(elapsed.count());
           } else {
-            coordinator.consumeVideo(buffer, id, [&] { return id; }, [] { return std::nullopt; },
-                                     [] { return std::nullopt; }, [] { return kCMTimeZero; }, false, false);
+            coordinator.consumeVideo(
+                buffer, id, [&] { return id; }, [] { return std::nullopt; }, [] { return std::nullopt; },
+                [] { return kCMTimeZero; }, false, false);
           }
         }
         std::lock_guard lock(mutex);
@@ -132,7 +132,8 @@ void BM_IsolatedSync(benchmark::State& state) {
     std::atomic<double> host{0};
     // Stepped faster than real time: the encoders' queues hold what they have not yet taken.
     FfmpegAssetWriterFactory factory(FfmpegAssetWriterOptions{4096, 65536});
-    IsolatedRecordingCoordinator coordinator(testing::isolatedWriters(factory, "ultrafast"), [&] { return host.load(); });
+    IsolatedRecordingCoordinator coordinator(testing::isolatedWriters(factory, "ultrafast"),
+                                             [&] { return host.load(); });
     const std::vector<testing::SyncTestSource> sources = testing::syncTestSources(kStart, kSeconds);
     coordinator.begin(folder.path(), IsolatedRecordingCoordinator::defaultVideoWriterCap);
     testing::recordSyncSession(coordinator, sources, host, kStart, kSeconds, kStart + 20.51, kStart + 24.21);
@@ -163,7 +164,8 @@ void compose(const std::vector<const VideoFrame*>& sources, std::uint8_t* canvas
     const int left = static_cast<int>(n % 2) * cellWidth;
     const int top = static_cast<int>(n / 2) * cellHeight;
     for (int y = 0; y < cellHeight; ++y) {
-      const std::uint8_t* row = source.planes[0] + static_cast<std::ptrdiff_t>(y * source.height / cellHeight) * source.strides[0];
+      const std::uint8_t* row =
+          source.planes[0] + static_cast<std::ptrdiff_t>(y * source.height / cellHeight) * source.strides[0];
       std::uint8_t* out = canvas + static_cast<std::ptrdiff_t>(top + y) * width + left;
       for (int x = 0; x < cellWidth; ++x) out[x] = row[x * source.width / cellWidth];
     }
@@ -213,8 +215,8 @@ void BM_IsolatedLoad(benchmark::State& state) {
     const std::size_t canvasSize = VideoFrame::packedSize(PixelFormat::nv12, kCanvasWidth, kCanvasHeight);
     for (int i = 0; i < kSeconds * kFps; ++i) {
       const double host = start + static_cast<double>(i) / kFps;
-      std::this_thread::sleep_until(std::chrono::steady_clock::time_point(
-          std::chrono::nanoseconds(static_cast<std::int64_t>(host * 1e9))));
+      std::this_thread::sleep_until(
+          std::chrono::steady_clock::time_point(std::chrono::nanoseconds(static_cast<std::int64_t>(host * 1e9))));
       if (IsolatedRecordingCoordinator::hostClockSeconds() > host + 1.0 / kFps) late += 1;
       std::vector<CMSampleBuffer> frames;
       std::vector<const VideoFrame*> pictures;

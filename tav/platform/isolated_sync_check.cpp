@@ -66,11 +66,20 @@ float peak(const AVFrame& frame, int i) {
     const int at = planar ? i : i * channels + c;
     float value = 0;
     switch (av_get_packed_sample_fmt(format)) {
-      case AV_SAMPLE_FMT_FLT: value = reinterpret_cast<const float*>(base)[at]; break;
-      case AV_SAMPLE_FMT_DBL: value = static_cast<float>(reinterpret_cast<const double*>(base)[at]); break;
-      case AV_SAMPLE_FMT_S16: value = static_cast<float>(reinterpret_cast<const std::int16_t*>(base)[at]) / 32768.0f; break;
-      case AV_SAMPLE_FMT_S32: value = static_cast<float>(reinterpret_cast<const std::int32_t*>(base)[at]) / 2147483648.0f; break;
-      default: break;
+      case AV_SAMPLE_FMT_FLT:
+        value = reinterpret_cast<const float*>(base)[at];
+        break;
+      case AV_SAMPLE_FMT_DBL:
+        value = static_cast<float>(reinterpret_cast<const double*>(base)[at]);
+        break;
+      case AV_SAMPLE_FMT_S16:
+        value = static_cast<float>(reinterpret_cast<const std::int16_t*>(base)[at]) / 32768.0f;
+        break;
+      case AV_SAMPLE_FMT_S32:
+        value = static_cast<float>(reinterpret_cast<const std::int32_t*>(base)[at]) / 2147483648.0f;
+        break;
+      default:
+        break;
     }
     best = std::max(best, std::fabs(value));
   }
@@ -161,7 +170,9 @@ SyncComparison compareSyncMarks(std::vector<SyncMarks> files) {
   comparison.isComplete = !files.empty();
   for (const SyncMarks& marks : files) {
     SyncComparison::File file{marks, medianOffset(marks.beeps, marks.flashes), {}};
-    if (file.audioToVideo) comparison.maxAudioToVideo = std::max(comparison.maxAudioToVideo, std::fabs(*file.audioToVideo));
+    if (file.audioToVideo) {
+      comparison.maxAudioToVideo = std::max(comparison.maxAudioToVideo, std::fabs(*file.audioToVideo));
+    }
     if ((marks.hasVideo && marks.hasAudio && !file.audioToVideo) || timeline(marks).empty()) {
       comparison.isComplete = false;
     }

@@ -43,9 +43,9 @@ struct SyncComparison {
     std::vector<std::pair<std::string, std::optional<double>>> offsets;  ///< other file's name, this minus it
   };
   std::vector<File> files;
-  double maxOffset = 0;         ///< seconds, the largest offset between two files
-  double maxAudioToVideo = 0;   ///< seconds, the largest audio-to-video offset of a file
-  bool isComplete = false;      ///< every file has marks, and both kinds when it has both media
+  double maxOffset = 0;        ///< seconds, the largest offset between two files
+  double maxAudioToVideo = 0;  ///< seconds, the largest audio-to-video offset of a file
+  bool isComplete = false;     ///< every file has marks, and both kinds when it has both media
 
   bool isInSync() const { return isComplete && maxOffset <= frameTolerance && maxAudioToVideo <= lipSyncTolerance; }
 };

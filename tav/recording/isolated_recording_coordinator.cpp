@@ -2,6 +2,8 @@
 
 #include <time.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <mutex>
 #include <thread>
@@ -77,14 +79,15 @@ CodePoint decode(std::string_view text, std::size_t at) {
   return {value, length};
 }
 
+/// The nine characters a file name may not hold, and the white space and newlines that are not control
+/// characters.
+constexpr std::array<char32_t, 18> kSeparators{U'/', U'\\', U':', U'*',   U'?',   U'"',   U'<',   U'>',   U'|',
+                                               U' ', 0x85,  0xA0, 0x1680, 0x2028, 0x2029, 0x202F, 0x205F, 0x3000};
+
 bool separatesWords(char32_t c) {
-  switch (c) {
-    case U'/': case U'\\': case U':': case U'*': case U'?': case U'"': case U'<': case U'>': case U'|':
-    case U' ': case 0x85: case 0xA0: case 0x1680: case 0x2028: case 0x2029: case 0x202F: case 0x205F: case 0x3000:
-      return true;
-    default:
-      return c < 0x20 || (c >= 0x7F && c <= 0x9F) || (c >= 0x2000 && c <= 0x200A);
-  }
+  const bool control = c < 0x20 || (c >= 0x7F && c <= 0x9F);
+  const bool space = c >= 0x2000 && c <= 0x200A;
+  return control || space || std::find(kSeparators.begin(), kSeparators.end(), c) != kSeparators.end();
 }
 
 }  // namespace
@@ -162,8 +165,7 @@ std::optional<CMSampleBuffer> IsolatedRecordingCoordinator::align(const CMSample
   if (!pts.isNumeric()) return std::nullopt;
   const CMTime host = CMTime::withSeconds(now_(), kHostTimescale);
   const CMTime duration = CMSampleBufferGetDuration(sampleBuffer);
-  const CMTime step =
-      duration.isNumeric() && CMTimeCompare(duration, kCMTimeZero) > 0 ? duration : kNominalSampleStep;
+  const CMTime step = duration.isNumeric() && CMTimeCompare(duration, kCMTimeZero) > 0 ? duration : kNominalSampleStep;
 
   bool restarted = false;
   bool jumped = false;
@@ -289,7 +291,8 @@ void IsolatedRecordingCoordinator::consumeVideo(const CMSampleBuffer& sampleBuff
   const std::optional<MediaSettings> audio = audioSettings();
   const CMTime offset = audioTimeOffset();
   const double frameRate = ProfileManager::shared().activeProfile().frameRate.value;
-  const std::optional<MediaSettings> video = RecordingVideoSettings::videoSettings(frame->width, frame->height, frameRate);
+  const std::optional<MediaSettings> video =
+      RecordingVideoSettings::videoSettings(frame->width, frame->height, frameRate);
   const std::vector<MetadataItem> items = metadata(sourceType());
 
   int refusedCap = -1;
@@ -339,7 +342,8 @@ void IsolatedRecordingCoordinator::consumeAudio(const CMSampleBuffer& sampleBuff
   if (!format) return;
   const MediaSettings lossless = losslessAudioSettings(*format);
   const std::string name = sanitizedFileName(displayName());
-  const std::vector<MetadataItem> items = metadata(ownFile ? std::optional(IsolatedSourceType::microphone) : sourceType());
+  const std::vector<MetadataItem> items =
+      metadata(ownFile ? std::optional(IsolatedSourceType::microphone) : sourceType());
   const CMTime offset = audioTimeOffset();
 
   const auto made = writers_.mutate([&](WriterMap& writers) -> std::shared_ptr<IsolatedSourceWriting> {

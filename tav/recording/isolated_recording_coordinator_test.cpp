@@ -25,8 +25,13 @@ class RecordingWriter final : public IsolatedSourceWriting {
  public:
   RecordingWriter(std::string key, std::string base, fs::path file, bool video, CMTime offset,
                   std::vector<MetadataItem> metadata, IsolatedRecordingCoordinator::FailureCallback onFailure)
-      : key_(std::move(key)), base_(std::move(base)), file_(std::move(file)), video_(video), offset_(offset),
-        metadata_(std::move(metadata)), onFailure_(std::move(onFailure)) {}
+      : key_(std::move(key)),
+        base_(std::move(base)),
+        file_(std::move(file)),
+        video_(video),
+        offset_(offset),
+        metadata_(std::move(metadata)),
+        onFailure_(std::move(onFailure)) {}
   const std::string& fileBaseName() const override { return base_; }
   bool includesVideo() const override { return video_; }
   void appendVideo(const CMSampleBuffer& buffer) override { add(videoTimes_, buffer); }
@@ -35,8 +40,14 @@ class RecordingWriter final : public IsolatedSourceWriting {
   void abort() override { aborted_ = true; }
   std::int64_t recordedByteCount() override { return 10; }
 
-  std::vector<CMTime> videoTimes() const { std::lock_guard lock(mutex_); return videoTimes_; }
-  std::vector<CMTime> audioTimes() const { std::lock_guard lock(mutex_); return audioTimes_; }
+  std::vector<CMTime> videoTimes() const {
+    std::lock_guard lock(mutex_);
+    return videoTimes_;
+  }
+  std::vector<CMTime> audioTimes() const {
+    std::lock_guard lock(mutex_);
+    return audioTimes_;
+  }
   void failNow() { onFailure_(key_); }
 
   const std::string key_;
@@ -78,8 +89,8 @@ class IsolatedRecordingCoordinatorTest : public ::testing::Test {
       [this](const std::string& key, const std::string& base, const Url& url, bool video,
              const std::optional<MediaSettings>&, const std::optional<MediaSettings>&, CMTime offset,
              const std::vector<MetadataItem>& metadata, IsolatedRecordingCoordinator::FailureCallback onFailure) {
-        auto writer = std::make_shared<RecordingWriter>(key, base, url.filePath(), video, offset, metadata,
-                                                        std::move(onFailure));
+        auto writer =
+            std::make_shared<RecordingWriter>(key, base, url.filePath(), video, offset, metadata, std::move(onFailure));
         std::lock_guard lock(mutex_);
         made_.push_back(writer);
         return writer;
@@ -141,19 +152,19 @@ TEST_F(IsolatedRecordingCoordinatorTest, JumpAheadReanchorsOnceAndRestartContinu
   clock_.seconds = 100;
   ::testing::internal::CaptureStderr();
   video("jumpy", seconds(100));
-  video("jumpy", seconds(101));           // exactly one second ahead of the host: kept
+  video("jumpy", seconds(101));  // exactly one second ahead of the host: kept
   clock_.seconds = 100.1;
-  video("jumpy", seconds(102.6));         // 1.5 s past max(host, last) + tolerance: re-anchored to host
+  video("jumpy", seconds(102.6));  // 1.5 s past max(host, last) + tolerance: re-anchored to host
   clock_.seconds = 100.2;
-  video("jumpy", seconds(105));           // another jump: re-anchored, not logged again
+  video("jumpy", seconds(105));  // another jump: re-anchored, not logged again
   clock_.seconds = 100.3;
   video("restart", seconds(100.3));
   clock_.seconds = 100.4;
-  video("restart", seconds(0));           // the clock starts over: lastAligned + step
+  video("restart", seconds(0));  // the clock starts over: lastAligned + step
   clock_.seconds = 100.5;
-  video("restart", seconds(0.1));         // follows with the new offset
-  video("restart", seconds(0.1));         // equal to the last source time: a restart again, one step on
-  video("restart", seconds(0.0), true);   // generated and earlier than the last: one step after it
+  video("restart", seconds(0.1));        // follows with the new offset
+  video("restart", seconds(0.1));        // equal to the last source time: a restart again, one step on
+  video("restart", seconds(0.0), true);  // generated and earlier than the last: one step after it
   const std::string log = ::testing::internal::GetCapturedStderr();
 
   const CMTime step = CMTime::make(1, 30);
@@ -182,7 +193,7 @@ TEST_F(IsolatedRecordingCoordinatorTest, PauseRemovesTheSameSpanFromEverySource)
   coordinator_.setPaused(true);
   clock_.seconds = 101;
   coordinator_.setPaused(false);
-  coordinator_.setPaused(true);   // paused again before any buffer: the first start stands
+  coordinator_.setPaused(true);  // paused again before any buffer: the first start stands
   clock_.seconds = 102;
   video("cam", seconds(102));  // dropped while paused, but the track follows the clock
   coordinator_.setPaused(false);
@@ -233,8 +244,8 @@ TEST_F(IsolatedRecordingCoordinatorTest, NamesFilesUniquelyWithPartnersAndMetada
       audioAt(seconds(100)), "a", [] { return "Microphone"; }, [] { return std::nullopt; }, [] { return true; },
       IsolatedAudioStem::ownFile, [] { return CMTime::make(1, 4); }, false);
   coordinator_.consumeVideo(
-      frameAt(seconds(100)), "c#audio", [] { return "a/b"; }, [] { return std::nullopt; },
-      [] { return std::nullopt; }, [] { return kCMTimeZero; }, false, false);
+      frameAt(seconds(100)), "c#audio", [] { return "a/b"; }, [] { return std::nullopt; }, [] { return std::nullopt; },
+      [] { return kCMTimeZero; }, false, false);
   coordinator_.consumeAudio(
       audioAt(seconds(100)), "c", [] { return "other"; }, [] { return std::nullopt; }, [] { return true; },
       IsolatedAudioStem::sharedWithVideo, [] { return kCMTimeZero; }, false);
@@ -254,9 +265,17 @@ TEST_F(IsolatedRecordingCoordinatorTest, NamesFilesUniquelyWithPartnersAndMetada
 
 TEST(IsolatedRecordingCoordinatorNames, SanitizedFileName) {
   const std::pair<const char*, const char*> cases[] = {
-      {"a/b", "a b"},         {"///", "Source"},         {"", "Source"},       {"  Cam\t 1\n", "Cam 1"},
-      {"x:y*z?\"<>|w", "x y z w"}, {"C\\D", "C D"},      {"Caméra\xC2\x85" "2", "Caméra 2"},
-      {"Web\xE2\x80\x83Page", "Web Page"}, {"\x01\x7F", "Source"},
+      {"a/b", "a b"},
+      {"///", "Source"},
+      {"", "Source"},
+      {"  Cam\t 1\n", "Cam 1"},
+      {"x:y*z?\"<>|w", "x y z w"},
+      {"C\\D", "C D"},
+      {"Caméra\xC2\x85"
+       "2",
+       "Caméra 2"},
+      {"Web\xE2\x80\x83Page", "Web Page"},
+      {"\x01\x7F", "Source"},
   };
   for (const auto& [input, expected] : cases) {
     EXPECT_EQ(IsolatedRecordingCoordinator::sanitizedFileName(input), expected) << input;
@@ -273,8 +292,7 @@ TEST(IsolatedRecordingCoordinatorNames, SourceTypeRawValuesAndAudioSettings) {
   EXPECT_EQ(lossless.at(AVSampleRateKey).to_number<double>(), 44100);
   EXPECT_EQ(lossless.at(AVNumberOfChannelsKey).to_number<std::int64_t>(), 2);
   EXPECT_EQ(lossless.at("AVEncoderBitDepthHintKey").to_number<std::int64_t>(), 24);
-  EXPECT_EQ(IsolatedRecordingCoordinator::audioSettings(AudioFormat(48000, 1)).at(AVLinearPCMIsNonInterleaved),
-            false);
+  EXPECT_EQ(IsolatedRecordingCoordinator::audioSettings(AudioFormat(48000, 1)).at(AVLinearPCMIsNonInterleaved), false);
 }
 
 TEST_F(IsolatedRecordingCoordinatorTest, EndFinalisesEveryWriterAndAbortDiscards) {
@@ -332,12 +350,14 @@ TEST(IsolatedRecordingCoordinatorThreads, ManyProducersKeepEveryTrackMonotonic) 
         const CMTime pts = seconds(origin) + CMTime::make(i, 30);
         if (s % 2 == 0) {
           if (!coordinator.appendVideo(frameAt(pts), id, false, false)) {
-            coordinator.consumeVideo(frameAt(pts), id, [&] { return id; }, [] { return std::nullopt; },
-                                     [] { return std::nullopt; }, [] { return kCMTimeZero; }, false, false);
+            coordinator.consumeVideo(
+                frameAt(pts), id, [&] { return id; }, [] { return std::nullopt; }, [] { return std::nullopt; },
+                [] { return kCMTimeZero; }, false, false);
           }
         } else if (!coordinator.appendAudio(audioAt(pts), id, IsolatedAudioStem::ownFile, false)) {
-          coordinator.consumeAudio(audioAt(pts), id, [&] { return id; }, [] { return std::nullopt; },
-                                   [] { return false; }, IsolatedAudioStem::ownFile, [] { return kCMTimeZero; }, false);
+          coordinator.consumeAudio(
+              audioAt(pts), id, [&] { return id; }, [] { return std::nullopt; }, [] { return false; },
+              IsolatedAudioStem::ownFile, [] { return kCMTimeZero; }, false);
         }
       }
     });

@@ -7,8 +7,7 @@ void feedIsolatedVideo(IsolatedRecordingCoordinator& coordinator, const Isolated
   if (coordinator.appendVideo(sampleBuffer, source.sourceID, isInPauseTransition, isGenerated)) return;
   coordinator.consumeVideo(
       sampleBuffer, source.sourceID, [&] { return source.displayName; }, [&] { return source.sourceType; },
-      [&] { return source.audioSettings; }, [&] { return source.audioTimeOffset; }, isInPauseTransition,
-      isGenerated);
+      [&] { return source.audioSettings; }, [&] { return source.audioTimeOffset; }, isInPauseTransition, isGenerated);
 }
 
 void feedIsolatedAudio(IsolatedRecordingCoordinator& coordinator, const IsolatedSourceDescription& source,

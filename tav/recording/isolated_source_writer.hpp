@@ -38,10 +38,12 @@ class IsolatedSourceWriter final : public IsolatedSourceWriting,
   /// Starts preparing the file (".m4a" gives an M4A audio file, every other extension a QuickTime
   /// movie) and returns without waiting. `includesAudio` is true exactly when `audioSettings` are
   /// given. `factory` must outlive the writer.
-  static std::shared_ptr<IsolatedSourceWriter> create(std::string sourceID, std::string fileBaseName, const Url& fileURL,
-                                                      bool includesVideo, std::optional<MediaSettings> videoSettings,
-                                                      std::optional<MediaSettings> audioSettings, CMTime audioTimeOffset,
-                                                      std::vector<MetadataItem> metadata, FailureCallback onFailure,
+  static std::shared_ptr<IsolatedSourceWriter> create(std::string sourceID, std::string fileBaseName,
+                                                      const Url& fileURL, bool includesVideo,
+                                                      std::optional<MediaSettings> videoSettings,
+                                                      std::optional<MediaSettings> audioSettings,
+                                                      CMTime audioTimeOffset, std::vector<MetadataItem> metadata,
+                                                      FailureCallback onFailure,
                                                       AssetWriterFactory& factory = defaultAssetWriterFactory());
   ~IsolatedSourceWriter() override;
   IsolatedSourceWriter(const IsolatedSourceWriter&) = delete;

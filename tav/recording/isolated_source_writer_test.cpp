@@ -14,20 +14,19 @@ namespace {
 
 using testing::ScriptedAssetWriterFactory;
 
-CMSampleBuffer frameAt(CMTime pts) {
-  return testing::syntheticVideoFrame(PixelFormat::nv12, 4, 4, 0, 30, pts);
-}
+CMSampleBuffer frameAt(CMTime pts) { return testing::syntheticVideoFrame(PixelFormat::nv12, 4, 4, 0, 30, pts); }
 CMSampleBuffer audioAt(CMTime pts) { return testing::syntheticAudio(2, 48000, 480, 0, pts); }
 
 class IsolatedSourceWriterTest : public ::testing::Test {
  protected:
   std::shared_ptr<IsolatedSourceWriter> make(const char* file, bool video, CMTime offset) {
-    return IsolatedSourceWriter::create("src", "Source", Url::fileUrl(scratch_ / file), video, std::nullopt,
-                                        testing::stereoAudio(), offset, {}, [this](const std::string& id) {
-                                          std::lock_guard lock(mutex_);
-                                          failures_.push_back(id);
-                                        },
-                                        factory_);
+    return IsolatedSourceWriter::create(
+        "src", "Source", Url::fileUrl(scratch_ / file), video, std::nullopt, testing::stereoAudio(), offset, {},
+        [this](const std::string& id) {
+          std::lock_guard lock(mutex_);
+          failures_.push_back(id);
+        },
+        factory_);
   }
   std::vector<std::string> failures() {
     std::lock_guard lock(mutex_);
@@ -49,8 +48,10 @@ TEST_F(IsolatedSourceWriterTest, AudioDelayMovesTheStemAndPadsOnlyAnAudioOnlyFil
     std::vector<CMTime> expectedAudio;
   };
   const Case cases[] = {
-      {"audio-only, 0.25 s: silence from the first buffer's own time, then the buffer moved", false,
-       CMTime::make(1, 4), {t, t + CMTime::make(1, 4)}},
+      {"audio-only, 0.25 s: silence from the first buffer's own time, then the buffer moved",
+       false,
+       CMTime::make(1, 4),
+       {t, t + CMTime::make(1, 4)}},
       {"audio-only, -0.25 s: moved earlier, no silence", false, CMTime::make(-1, 4), {t - CMTime::make(1, 4)}},
       {"with video, 0.25 s: moved, no silence", true, CMTime::make(1, 4), {t + CMTime::make(1, 4)}},
   };
@@ -98,7 +99,7 @@ TEST_F(IsolatedSourceWriterTest, KeepsEachMediumAdvancingAndWritesWhatCameBefore
   writer->appendVideo(frameAt(CMTime::make(2, 30)));
   writer->appendAudio(audioAt(CMTime::make(2, 30)));
   writer->appendAudio(audioAt(CMTime::make(1, 30)));  // goes back: dropped, not logged again
-  writer->appendVideo(frameAt(kCMTimeInvalid));        // invalid: refused
+  writer->appendVideo(frameAt(kCMTimeInvalid));       // invalid: refused
   {
     std::lock_guard lock(gateMutex);
     open = true;

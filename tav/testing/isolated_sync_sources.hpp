@@ -29,8 +29,12 @@ using SourceClock = std::function<double(double host)>;
 /// The awkward clocks of the sync check. `start` is the host time at which recording starts and
 /// `midway` the host time at which the jump or restart happens.
 struct SyncClocks {
-  static SourceClock hostClock() { return [](double host) { return host; }; }
-  static SourceClock offBy(double seconds) { return [seconds](double host) { return host + seconds; }; }
+  static SourceClock hostClock() {
+    return [](double host) { return host; };
+  }
+  static SourceClock offBy(double seconds) {
+    return [seconds](double host) { return host + seconds; };
+  }
   static SourceClock jumpsAhead(double midway, double by) {
     return [midway, by](double host) { return host < midway ? host : host + by; };
   }
@@ -47,8 +51,14 @@ class SyncTestSource {
  public:
   SyncTestSource(std::string name, SourceClock clock, bool hasVideo, bool hasAudio, int width = 320, int height = 180,
                  int fps = 30, int sampleRate = 48000)
-      : name_(std::move(name)), clock_(std::move(clock)), hasVideo_(hasVideo), hasAudio_(hasAudio), width_(width),
-        height_(height), fps_(fps), sampleRate_(sampleRate) {}
+      : name_(std::move(name)),
+        clock_(std::move(clock)),
+        hasVideo_(hasVideo),
+        hasAudio_(hasAudio),
+        width_(width),
+        height_(height),
+        fps_(fps),
+        sampleRate_(sampleRate) {}
 
   static constexpr double beepSeconds = 0.1;
   static constexpr double beepFrequency = 1000;
@@ -88,8 +98,9 @@ class SyncTestSource {
     for (int i = 0; i < frames; ++i) {
       const double t = host + static_cast<double>(i) / sampleRate_;
       const double phase = t - std::floor(t + 1e-9);
-      const float value =
-          phase < beepSeconds ? static_cast<float>(0.5 * std::sin(2 * 3.141592653589793 * beepFrequency * phase)) : 0.0f;
+      const float value = phase < beepSeconds
+                              ? static_cast<float>(0.5 * std::sin(2 * 3.141592653589793 * beepFrequency * phase))
+                              : 0.0f;
       data.get()[i] = value;
       data.get()[frames + i] = value;
     }
@@ -129,7 +140,10 @@ inline IsolatedSourceDescription isolatedDescription(const SyncTestSource& sourc
   description.displayName = source.name();
   description.sourceType = source.hasVideo() ? IsolatedSourceType::camera : IsolatedSourceType::microphone;
   description.isVideoSource = source.hasVideo();
-  description.audioSettings = IsolatedRecordingCoordinator::audioSettings(AudioFormat(48000, 2));
+  if (source.hasAudio()) {
+    // Known before the first audio buffer is: the writer converts whatever the source gives to this.
+    description.audioSettings = IsolatedRecordingCoordinator::audioSettings(AudioFormat(48000, 2));
+  }
   return description;
 }
 
@@ -145,12 +159,11 @@ inline void deliverSyncCapture(IsolatedRecordingCoordinator& coordinator, const 
 /// whose inputs queue enough frames never to report not ready.
 inline IsolatedRecordingCoordinator::MakeWriter isolatedWriters(AssetWriterFactory& factory,
                                                                 std::optional<std::string> preset = std::nullopt) {
-  return [&factory, preset](const std::string& key, const std::string& base, const Url& url, bool video,
-                            const std::optional<MediaSettings>& videoSettings,
-                            const std::optional<MediaSettings>& audioSettings, CMTime offset,
-                            const std::vector<MetadataItem>& metadata,
-                            IsolatedRecordingCoordinator::FailureCallback onFailure)
-             -> std::shared_ptr<IsolatedSourceWriting> {
+  return [&factory, preset](
+             const std::string& key, const std::string& base, const Url& url, bool video,
+             const std::optional<MediaSettings>& videoSettings, const std::optional<MediaSettings>& audioSettings,
+             CMTime offset, const std::vector<MetadataItem>& metadata,
+             IsolatedRecordingCoordinator::FailureCallback onFailure) -> std::shared_ptr<IsolatedSourceWriting> {
     std::optional<MediaSettings> settings = videoSettings;
     if (settings && preset) (*settings)[TavVideoEncoderPresetKey] = *preset;
     return IsolatedSourceWriter::create(key, base, url, video, settings, audioSettings, offset, metadata,

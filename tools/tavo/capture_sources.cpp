@@ -117,10 +117,10 @@ class FfmpegCaptureSource final : public ThreadedSource {
     video_ = openDecoder(AVMEDIA_TYPE_VIDEO);
     audio_ = openDecoder(AVMEDIA_TYPE_AUDIO);
     if (video_.index < 0 && audio_.index < 0) fail("holds neither video nor audio", 0);
-    type_ = video_.index < 0 ? IsolatedSourceType::audio
+    type_ = video_.index < 0                                        ? IsolatedSourceType::audio
             : std::string_view(format_->iformat->name) == "x11grab" ? IsolatedSourceType::screen
-            : live_ ? IsolatedSourceType::camera
-                    : IsolatedSourceType::video;
+            : live_                                                 ? IsolatedSourceType::camera
+                                                                    : IsolatedSourceType::video;
   }
   ~FfmpegCaptureSource() override { stop(); }
 
@@ -283,7 +283,10 @@ CaptureSinks isolatedFeed(IsolatedRecordingCoordinator& coordinator, const Captu
   description.displayName = source.name();
   description.sourceType = source.type();
   description.isVideoSource = source.hasVideo();
-  description.audioSettings = IsolatedRecordingCoordinator::audioSettings(AudioFormat(48000, 2));
+  if (source.hasAudio()) {
+    // Known before the first audio buffer is: the writer converts whatever the source gives to this.
+    description.audioSettings = IsolatedRecordingCoordinator::audioSettings(AudioFormat(48000, 2));
+  }
   CaptureSinks sinks;
   sinks.video = [&coordinator, description, next = also.video](const CMSampleBuffer& buffer) {
     feedIsolatedVideo(coordinator, description, buffer);
@@ -294,6 +297,23 @@ CaptureSinks isolatedFeed(IsolatedRecordingCoordinator& coordinator, const Captu
     if (next) next(buffer);
   };
   return sinks;
+}
+
+void recordCaptureSession(const std::filesystem::path& folder, double seconds,
+                          std::vector<std::unique_ptr<CaptureSource>> sources) {
+  std::filesystem::create_directories(folder);
+  IsolatedRecordingCoordinator coordinator;
+  coordinator.begin(folder, IsolatedRecordingCoordinator::defaultVideoWriterCap);
+  for (auto& source : sources) source->start(isolatedFeed(coordinator, *source));
+  const double until = IsolatedRecordingCoordinator::hostClockSeconds() + seconds;
+  const auto allFinished = [&] {
+    return std::all_of(sources.begin(), sources.end(), [](const auto& source) { return source->isFinished(); });
+  };
+  while (IsolatedRecordingCoordinator::hostClockSeconds() < until && !allFinished()) {
+    sleepUntil(std::min(until, IsolatedRecordingCoordinator::hostClockSeconds() + 0.05));
+  }
+  for (auto& source : sources) source->stop();
+  coordinator.end();
 }
 
 void recordSyntheticSession(const std::filesystem::path& folder, double seconds) {

@@ -65,14 +65,18 @@ std::unique_ptr<CaptureSource> openCaptureSource(const CaptureSourceSpec& spec);
 /// paced in real time on the host clock for `seconds`, each stamping with its own awkward clock: one
 /// 100 s off the host clock, one that jumps ahead mid-way, one that restarts from zero, and one
 /// audio-only source.
-std::vector<std::unique_ptr<CaptureSource>> syntheticCaptureSources(double seconds, int width = 1280,
-                                                                    int height = 720);
+std::vector<std::unique_ptr<CaptureSource>> syntheticCaptureSources(double seconds, int width = 1280, int height = 720);
 
 /// Sinks that give `source`'s buffers to `coordinator` (the fast path first, the full path for its
 /// first buffers; audio shares the file of the source's video, or has a file of its own when the source
 /// has no video), then to `also` when set. `coordinator` must outlive the source's delivery.
 CaptureSinks isolatedFeed(IsolatedRecordingCoordinator& coordinator, const CaptureSource& source,
                           CaptureSinks also = {});
+
+/// Records `sources` (opened, not started) into `folder` (created if missing), isolated, in real time for
+/// `seconds` or until every source has finished, whichever comes first.
+void recordCaptureSession(const std::filesystem::path& folder, double seconds,
+                          std::vector<std::unique_ptr<CaptureSource>> sources);
 
 /// Records the synthetic sources into `folder` (created if missing) for `seconds` of host time, isolated,
 /// paused over the fifth tenth of the span, on a stepped host clock (as fast as the encoders go).

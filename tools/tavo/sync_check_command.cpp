@@ -98,6 +98,7 @@ void addSyncCheckCommand(CLI::App& app, int& status) {
   struct Options {
     std::vector<std::string> inputs;
     double recordSeconds = 0;
+    std::vector<std::string> sources;
   };
   auto options = std::make_shared<Options>();
   auto* command = app.add_subcommand(
@@ -105,20 +106,50 @@ void addSyncCheckCommand(CLI::App& app, int& status) {
       "Find the flashes and beeps of the sync-check sources in recorded files and report, as JSON, each file's "
       "offset against the others and its audio against its video");
   command->add_option("inputs", options->inputs, "A session folder, or files")->required();
-  command->add_option("--record-synthetic", options->recordSeconds,
-                      "First record the synthetic sources for this many seconds into the (single) folder given, "
-                      "isolated, with a pause in the middle")
+  command
+      ->add_option("--record", options->recordSeconds,
+                   "First record this many seconds into the (single) folder given, each source to its own file: "
+                   "the synthetic sync-check sources (with a pause in the middle), or the --source inputs in "
+                   "real time")
       ->check(CLI::Range(1.0, 600.0));
+  command->add_option("--source", options->sources,
+                      "NAME=URL: a file, or FORMAT:INPUT such as lavfi:testsrc2, v4l2:/dev/video0, x11grab::0.0, "
+                      "pulse:default (repeatable; with --record)");
   command->callback([options, &status] {
     silenceFfmpegMessages();
+    if (!options->sources.empty() && options->recordSeconds <= 0) {
+      std::cerr << "tavo: --source is recorded with --record SECONDS\n";
+      status = kUsage;
+      return;
+    }
     if (options->recordSeconds > 0) {
       if (options->inputs.size() != 1) {
-        std::cerr << "tavo: --record-synthetic takes one folder\n";
+        std::cerr << "tavo: --record takes one folder\n";
         status = kUsage;
         return;
       }
+      std::vector<std::unique_ptr<CaptureSource>> sources;
+      for (const std::string& text : options->sources) {
+        const std::optional<CaptureSourceSpec> spec = CaptureSourceSpec::parse(text);
+        if (!spec) {
+          std::cerr << "tavo: --source " << text << ": expected NAME=URL\n";
+          status = kUsage;
+          return;
+        }
+        try {
+          sources.push_back(openCaptureSource(*spec));
+        } catch (const std::exception& error) {
+          std::cerr << "tavo: " << error.what() << '\n';
+          status = kNoInput;
+          return;
+        }
+      }
       try {
-        recordSyntheticSession(options->inputs.front(), options->recordSeconds);
+        if (sources.empty()) {
+          recordSyntheticSession(options->inputs.front(), options->recordSeconds);
+        } else {
+          recordCaptureSession(options->inputs.front(), options->recordSeconds, std::move(sources));
+        }
       } catch (const std::exception& error) {
         std::cerr << "tavo: " << error.what() << '\n';
         status = kNoInput;
