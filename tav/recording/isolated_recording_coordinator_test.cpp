@@ -249,6 +249,13 @@ TEST_F(IsolatedRecordingCoordinatorTest, NamesFilesUniquelyWithPartnersAndMetada
   coordinator_.consumeAudio(
       audioAt(seconds(100)), "c", [] { return "other"; }, [] { return std::nullopt; }, [] { return true; },
       IsolatedAudioStem::sharedWithVideo, [] { return kCMTimeZero; }, false);
+  // An audio-only source's file, then video under its "#audio" key: the bare ID is the partner.
+  coordinator_.consumeAudio(
+      audioAt(seconds(100)), "d", [] { return "Dee"; }, [] { return std::nullopt; }, [] { return false; },
+      IsolatedAudioStem::sharedWithVideo, [] { return kCMTimeZero; }, false);
+  coordinator_.consumeVideo(
+      frameAt(seconds(100)), "d#audio", [] { return "other"; }, [] { return std::nullopt; },
+      [] { return std::nullopt; }, [] { return kCMTimeZero; }, false, false);
 
   EXPECT_EQ(writerFor("a")->file_, fs::path("/session/Camera.mov"));
   EXPECT_EQ(writerFor("a")->metadata_, (std::vector<MetadataItem>{{"comn", "type", "camera"}}));
@@ -260,7 +267,9 @@ TEST_F(IsolatedRecordingCoordinatorTest, NamesFilesUniquelyWithPartnersAndMetada
   EXPECT_FALSE(writerFor("a#audio")->video_);
   EXPECT_EQ(writerFor("c#audio")->file_, fs::path("/session/a b.mov"));
   EXPECT_EQ(writerFor("c"), nullptr) << "audio sharing a file waits for its video";
-  EXPECT_EQ(coordinator_.recordedByteCount(), 40);
+  EXPECT_EQ(writerFor("d")->file_, fs::path("/session/Dee.m4a"));
+  EXPECT_EQ(writerFor("d#audio")->file_, fs::path("/session/Dee.mov"));
+  EXPECT_EQ(coordinator_.recordedByteCount(), 60);
 }
 
 TEST(IsolatedRecordingCoordinatorNames, SanitizedFileName) {
