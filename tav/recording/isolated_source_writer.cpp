@@ -24,38 +24,29 @@ std::string lowercased(std::string text) {
 
 }  // namespace
 
-IsolatedSourceWriter::IsolatedSourceWriter(std::string sourceID, std::string fileBaseName, bool includesVideo,
-                                           bool includesAudio, CMTime audioTimeOffset, FailureCallback onFailure,
+IsolatedSourceWriter::IsolatedSourceWriter(std::string sourceID, std::string fileBaseName, const Url& fileURL,
+                                           bool includesVideo, std::optional<MediaSettings> videoSettings,
+                                           std::optional<MediaSettings> audioSettings, CMTime audioTimeOffset,
+                                           std::vector<MetadataItem> metadata, FailureCallback onFailure,
                                            AssetWriterFactory& factory)
     : sourceID_(std::move(sourceID)),
       fileBaseName_(std::move(fileBaseName)),
       includesVideo_(includesVideo),
-      includesAudio_(includesAudio),
+      includesAudio_(audioSettings.has_value()),
       audioTimeOffset_(audioTimeOffset),
       writer_(std::make_shared<TavoWriter>(false, factory)),
       onFailure_(std::move(onFailure)),
       videoQueue_(std::make_unique<SerialQueue>("com.morvane.IsolatedSourceWriter.video")),
-      audioQueue_(std::make_unique<SerialQueue>("com.morvane.IsolatedSourceWriter.audio")) {}
-
-IsolatedSourceWriter::~IsolatedSourceWriter() = default;
-
-std::shared_ptr<IsolatedSourceWriter> IsolatedSourceWriter::create(
-    std::string sourceID, std::string fileBaseName, const Url& fileURL, bool includesVideo,
-    std::optional<MediaSettings> videoSettings, std::optional<MediaSettings> audioSettings, CMTime audioTimeOffset,
-    std::vector<MetadataItem> metadata, FailureCallback onFailure, AssetWriterFactory& factory) {
-  const bool includesAudio = audioSettings.has_value();
-  std::shared_ptr<IsolatedSourceWriter> made(new IsolatedSourceWriter(std::move(sourceID), std::move(fileBaseName),
-                                                                      includesVideo, includesAudio, audioTimeOffset,
-                                                                      std::move(onFailure), factory));
+      audioQueue_(std::make_unique<SerialQueue>("com.morvane.IsolatedSourceWriter.audio")) {
   const std::string extension = lowercased(fileURL.filePath().extension().string());
   const FileType fileType = extension == ".m4a" ? FileType::appleM4A : FileType::quickTimeMovie;
 
   // The start task holds what it needs by value: the writer may be dropped before it runs.
   auto promise = std::make_shared<std::promise<bool>>();
-  made->startTask_ = promise->get_future().share();
-  made->videoQueue_->async([promise, writer = made->writer_, id = made->sourceID_, logger = made->logger_, fileURL,
-                            videoSettings = std::move(videoSettings), audioSettings = std::move(audioSettings),
-                            includesVideo, fileType, metadata = std::move(metadata)] {
+  startTask_ = promise->get_future().share();
+  videoQueue_->async([promise, writer = writer_, id = sourceID_, logger = logger_, fileURL,
+                      videoSettings = std::move(videoSettings), audioSettings = std::move(audioSettings), includesVideo,
+                      fileType, metadata = std::move(metadata)] {
     try {
       writer->start(fileURL, videoSettings, audioSettings, includesVideo, fileType, metadata);
       promise->set_value(true);
@@ -64,7 +55,17 @@ std::shared_ptr<IsolatedSourceWriter> IsolatedSourceWriter::create(
       promise->set_value(false);
     }
   });
-  return made;
+}
+
+IsolatedSourceWriter::~IsolatedSourceWriter() = default;
+
+std::shared_ptr<IsolatedSourceWriter> IsolatedSourceWriter::create(
+    std::string sourceID, std::string fileBaseName, const Url& fileURL, bool includesVideo,
+    std::optional<MediaSettings> videoSettings, std::optional<MediaSettings> audioSettings, CMTime audioTimeOffset,
+    std::vector<MetadataItem> metadata, FailureCallback onFailure, AssetWriterFactory& factory) {
+  return std::make_shared<IsolatedSourceWriter>(std::move(sourceID), std::move(fileBaseName), fileURL, includesVideo,
+                                                std::move(videoSettings), std::move(audioSettings), audioTimeOffset,
+                                                std::move(metadata), std::move(onFailure), factory);
 }
 
 void IsolatedSourceWriter::appendVideo(const CMSampleBuffer& sampleBuffer) {
@@ -106,8 +107,16 @@ void IsolatedSourceWriter::enqueue(const CMSampleBuffer& sampleBuffer, Medium me
       regressed = true;
     } else {
       slot.lastTime = time;
-      queue(medium).async([weak = weak_from_this(), sampleBuffer, medium] {
-        if (auto self = weak.lock()) self->write(sampleBuffer, medium);
+      // A writer held by shared_ptr is reached weakly, so that a task never keeps it alive; one that is not
+      // (a local) outlives its tasks anyway, since its destructor stops the queues first.
+      std::weak_ptr<IsolatedSourceWriter> weak = weak_from_this();
+      IsolatedSourceWriter* local = weak.expired() ? this : nullptr;
+      queue(medium).async([weak = std::move(weak), local, sampleBuffer, medium] {
+        if (auto self = weak.lock()) {
+          self->write(sampleBuffer, medium);
+        } else if (local != nullptr) {
+          local->write(sampleBuffer, medium);
+        }
       });
     }
   }

@@ -24,7 +24,8 @@
 
 namespace tav {
 
-/// Held through shared_ptr (made by `create`). The file is prepared on the writer's video queue as soon
+/// Usually held through shared_ptr (`create`); a writer may also live on its own, its destructor then
+/// waits for its queued writes. The file is prepared on the writer's video queue as soon
 /// as it is made; video writes run in order on that queue, audio writes on a second one, and each write
 /// waits for the preparation first. appendVideo and appendAudio may be called from any thread and only
 /// take short locks; finalise, abort and recordedByteCount block and must not be called from the
@@ -38,6 +39,11 @@ class IsolatedSourceWriter final : public IsolatedSourceWriting,
   /// Starts preparing the file (".m4a" gives an M4A audio file, every other extension a QuickTime
   /// movie) and returns without waiting. `includesAudio` is true exactly when `audioSettings` are
   /// given. `factory` must outlive the writer.
+  IsolatedSourceWriter(std::string sourceID, std::string fileBaseName, const Url& fileURL, bool includesVideo,
+                       std::optional<MediaSettings> videoSettings, std::optional<MediaSettings> audioSettings,
+                       CMTime audioTimeOffset, std::vector<MetadataItem> metadata, FailureCallback onFailure,
+                       AssetWriterFactory& factory = defaultAssetWriterFactory());
+  /// The same, held by a shared_ptr as the coordinator holds it.
   static std::shared_ptr<IsolatedSourceWriter> create(std::string sourceID, std::string fileBaseName,
                                                       const Url& fileURL, bool includesVideo,
                                                       std::optional<MediaSettings> videoSettings,
@@ -77,9 +83,6 @@ class IsolatedSourceWriter final : public IsolatedSourceWriting,
  private:
   enum class Medium { video, audio };
   static const char* name(Medium medium) { return medium == Medium::video ? "video" : "audio"; }
-
-  IsolatedSourceWriter(std::string sourceID, std::string fileBaseName, bool includesVideo, bool includesAudio,
-                       CMTime audioTimeOffset, FailureCallback onFailure, AssetWriterFactory& factory);
 
   struct Lane {
     std::mutex mutex;

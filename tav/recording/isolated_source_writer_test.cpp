@@ -116,6 +116,18 @@ TEST_F(IsolatedSourceWriterTest, KeepsEachMediumAdvancingAndWritesWhatCameBefore
   EXPECT_TRUE(factory_.writer(0)->called("finishWriting"));
 }
 
+TEST_F(IsolatedSourceWriterTest, AWriterWithoutASharedOwnerWritesToo) {
+  {
+    IsolatedSourceWriter local("src", "Source", Url::fileUrl(scratch_ / "local.m4a"), false, std::nullopt,
+                               testing::stereoAudio(), kCMTimeZero, {}, nullptr, factory_);
+    local.appendAudio(audioAt(CMTime::make(1, 30)));
+    local.appendAudio(audioAt(CMTime::make(2, 30)));
+  }  // destroyed without finalise: the queued writes still ran
+  EXPECT_EQ(factory_.input(MediaStreamType::audio())->appendedTimes(),
+            (std::vector<CMTime>{CMTime::make(1, 30), CMTime::make(2, 30)}));
+  EXPECT_EQ(factory_.writer(0)->fileType, FileType::appleM4A);
+}
+
 TEST_F(IsolatedSourceWriterTest, FailuresStayInsideTheWriter) {
   // A start that fails: every buffer is ignored, finalise discards, no failure is reported.
   factory_.makeWriterError = "cannot create " + (scratch_ / "gone/a.mov").string();
