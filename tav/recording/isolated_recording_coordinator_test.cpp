@@ -85,6 +85,10 @@ CMTime seconds(double value) { return CMTime::withSeconds(value, 1'000'000'000);
 
 class IsolatedRecordingCoordinatorTest : public ::testing::Test {
  protected:
+  // Before the coordinator, which reads the clock and makes writers into `made_`.
+  ManualClock clock_;
+  std::mutex mutex_;
+  std::vector<std::shared_ptr<RecordingWriter>> made_;
   IsolatedRecordingCoordinator coordinator_{
       [this](const std::string& key, const std::string& base, const Url& url, bool video,
              const std::optional<MediaSettings>&, const std::optional<MediaSettings>&, CMTime offset,
@@ -117,10 +121,6 @@ class IsolatedRecordingCoordinatorTest : public ::testing::Test {
     }
     return nullptr;
   }
-
-  ManualClock clock_;
-  std::mutex mutex_;
-  std::vector<std::shared_ptr<RecordingWriter>> made_;
 };
 
 TEST_F(IsolatedRecordingCoordinatorTest, AlignsEachSourceClockOntoTheHostClock) {
