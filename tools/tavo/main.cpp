@@ -10,6 +10,7 @@
 #include "probe_command.hpp"
 #include "profile_commands.hpp"
 #include "scene_commands.hpp"
+#include "specs_command.hpp"
 
 int main(int argc, char** argv) {
   using namespace tav::tool;
@@ -23,6 +24,7 @@ int main(int argc, char** argv) {
   addObsCommands(app, status);
   addProfileCommands(app, status);
   addProbeCommand(app, status);
+  addSpecsCommand(app, status);
 
   try {
     app.parse(argc, argv);
