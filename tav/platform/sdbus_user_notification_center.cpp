@@ -166,7 +166,7 @@ struct SdBusUserNotificationCenter::State : std::enable_shared_from_this<State> 
     if (it == state->shown.end()) return 0;
     NotificationResponse response{it->second, action != nullptr ? action : ""};
     state->callbacks.async([state = state->shared_from_this(), response] {
-      if (auto delegate = state->currentDelegate()) delegate->didReceive(response, [] {});
+      if (auto host = state->currentDelegate()) host->didReceive(response, [] {});
     });
     return 0;
   }
