@@ -2,10 +2,10 @@
 
 #include <array>
 #include <cmath>
-#include <cstdio>
 
 #include "tav/contracts/json_writer.hpp"
 #include "tav/contracts/logger.hpp"
+#include "tav/foundation/printf_text.hpp"
 
 namespace tav {
 namespace {
@@ -74,9 +74,7 @@ std::string memoryByteCountText(std::uint64_t bytes) {
     value /= 1024;
     ++unit;
   }
-  char text[32];
-  std::snprintf(text, sizeof text, "%.*f", decimals[unit], value);
-  std::string number(text);
+  std::string number = printfText("%.*f", decimals[unit], value);
   if (number.find('.') != std::string::npos) {
     while (number.back() == '0') number.pop_back();
     if (number.back() == '.') number.pop_back();

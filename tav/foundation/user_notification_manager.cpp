@@ -1,10 +1,10 @@
 #include "tav/foundation/user_notification_manager.hpp"
 
 #include <charconv>
-#include <cstdio>
 
 #include "tav/contracts/logger.hpp"
 #include "tav/contracts/uuid.hpp"
+#include "tav/foundation/printf_text.hpp"
 
 namespace tav {
 namespace {
@@ -14,21 +14,10 @@ const Logger& logger() {
   return instance;
 }
 
-std::string printed(const std::string& spec, auto value) {
-  char buffer[128];
-  const int length = std::snprintf(buffer, sizeof buffer, spec.c_str(), value);
-  if (length < 0) return spec;
-  if (static_cast<std::size_t>(length) < sizeof buffer) return std::string(buffer, static_cast<std::size_t>(length));
-  std::string text(static_cast<std::size_t>(length) + 1, '\0');
-  std::snprintf(text.data(), text.size(), spec.c_str(), value);
-  text.pop_back();
-  return text;
-}
-
 std::string describe(const NotificationFormatArgument& argument) {
   if (const auto* text = std::get_if<std::string>(&argument)) return *text;
   if (const auto* integer = std::get_if<std::int64_t>(&argument)) return std::to_string(*integer);
-  return printed("%g", std::get<double>(argument));
+  return printfText("%g", std::get<double>(argument));
 }
 
 /// One placeholder filled, or absent when it cannot be (no such argument, or the wrong kind).
@@ -50,7 +39,7 @@ std::optional<std::string> filled(char conversion, const std::string& flags, con
       } else {
         return std::nullopt;
       }
-      return printed("%" + flags + "ll" + conversion, static_cast<long long>(value));
+      return printfText(("%" + flags + "ll" + conversion).c_str(), static_cast<long long>(value));
     }
     case 'f':
     case 'F':
@@ -66,7 +55,7 @@ std::optional<std::string> filled(char conversion, const std::string& flags, con
       } else {
         return std::nullopt;
       }
-      return printed("%" + flags + conversion, value);
+      return printfText(("%" + flags + conversion).c_str(), value);
     }
     default:
       return std::nullopt;
