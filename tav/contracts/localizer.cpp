@@ -1,5 +1,6 @@
 #include "tav/contracts/localizer.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
@@ -142,6 +143,47 @@ std::string Localizer::localized(std::string_view key, std::string_view table,
     if (it != entries.end()) return it->second;
   }
   return std::string(defaultValue.value_or(key));
+}
+
+std::vector<std::string> Localizer::preferredLocalizations() const {
+  std::filesystem::path directory;
+  std::vector<std::string> candidates;
+  {
+    std::lock_guard lock(impl_->mutex);
+    directory = impl_->directory;
+    if (!impl_->language.empty()) candidates.push_back(impl_->language);
+  }
+  if (const char* list = std::getenv("LANGUAGE"); list != nullptr) {
+    std::string_view rest(list);
+    while (!rest.empty()) {
+      const std::size_t colon = rest.find(':');
+      std::string language = languageOfLocale(rest.substr(0, colon));
+      if (!language.empty() && std::find(candidates.begin(), candidates.end(), language) == candidates.end()) {
+        candidates.push_back(std::move(language));
+      }
+      rest = colon == std::string_view::npos ? std::string_view() : rest.substr(colon + 1);
+    }
+  }
+  std::vector<std::string> bundleLanguages;
+  std::error_code error;
+  if (!directory.empty()) {
+    for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
+      if (entry.is_directory(error)) bundleLanguages.push_back(entry.path().filename().string());
+    }
+  }
+  if (bundleLanguages.empty()) return candidates.empty() ? std::vector<std::string>{"en"} : candidates;
+  std::vector<std::string> preferred;
+  for (const std::string& language : candidates) {
+    if (std::find(bundleLanguages.begin(), bundleLanguages.end(), language) != bundleLanguages.end()) {
+      preferred.push_back(language);
+    }
+  }
+  if (preferred.empty()) {
+    std::sort(bundleLanguages.begin(), bundleLanguages.end());
+    const bool hasEnglish = std::find(bundleLanguages.begin(), bundleLanguages.end(), "en") != bundleLanguages.end();
+    preferred.push_back(hasEnglish ? std::string("en") : bundleLanguages.front());
+  }
+  return preferred;
 }
 
 std::string localizedText(std::string_view key, std::string_view defaultValue) {

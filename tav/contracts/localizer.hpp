@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tav {
 
@@ -34,6 +35,11 @@ class Localizer {
   /// the key itself.
   std::string localized(std::string_view key, std::string_view table = {},
                         std::optional<std::string_view> defaultValue = std::nullopt) const;
+
+  /// The languages this bundle would show, best first: the configured language and then those of
+  /// $LANGUAGE ("de:fr"), keeping the ones the bundle has a table folder for. A bundle without language
+  /// folders keeps them all; when none is left, the bundle's "en" (or its first language) stands alone.
+  std::vector<std::string> preferredLocalizations() const;
 
  private:
   struct Impl;

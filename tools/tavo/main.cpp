@@ -11,6 +11,7 @@
 #include "profile_commands.hpp"
 #include "scene_commands.hpp"
 #include "sync_check_command.hpp"
+#include "specs_command.hpp"
 
 int main(int argc, char** argv) {
   using namespace tav::tool;
@@ -25,6 +26,7 @@ int main(int argc, char** argv) {
   addProfileCommands(app, status);
   addProbeCommand(app, status);
   addSyncCheckCommand(app, status);
+  addSpecsCommand(app, status);
 
   try {
     app.parse(argc, argv);

@@ -1,0 +1,89 @@
+#include "tav/foundation/specs.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "tav/foundation/closest_localization.hpp"
+#include "tav/testing/scratch_directory.hpp"
+
+namespace tav {
+namespace {
+
+/// A machine whose every answer is fixed.
+struct FixedSpecs final : SystemSpecsSource {
+  std::optional<ThermalState> thermal = ThermalState::fair;
+  std::optional<std::string> sysctlString(std::string_view name) const override {
+    if (name == "hw.model") return "ThinkStation P360";
+    return std::nullopt;
+  }
+  std::string operatingSystemVersionString() const override { return "Debian GNU/Linux 12 (bookworm)"; }
+  std::uint64_t physicalMemory() const override { return 16ull << 30; }
+  unsigned activeProcessorCount() const override { return 6; }
+  unsigned processorCount() const override { return 8; }
+  double systemUptime() const override { return 2 * 86400 + 3 * 3600 + 7.9; }  // minutes are zero
+  std::optional<ThermalState> thermalState() const override { return thermal; }
+  std::string hostName() const override { return "studio-1"; }
+  std::optional<std::string> instanceHash() const override { return std::nullopt; }
+};
+
+TEST(Specs, EightPairsInOrderAndDumpLogsExactlyTheirLines) {
+  FixedSpecs source;
+  const std::string expected =
+      "- OS: Debian GNU/Linux 12 (bookworm)\n"
+      "- Model: ThinkStation P360\n"
+      "- RAM: 16 GB\n"
+      "- Cores: 6 active / 8\n"
+      "- Uptime: 2d 3h 7s\n"
+      "- Thermal State: fair (1/3)\n"
+      "- SentryUID: nil\n"
+      "- Host name: studio-1";
+  EXPECT_EQ(specsText(getSpecs(source)), expected);
+
+  ::testing::internal::CaptureStderr();
+  dumpSpecs(source);
+  dumpSpecs(source, std::vector<SpecPair>{{"GPU", "Intel (i915)"}, {"Displays", 2}});
+  const std::string log = ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(log.find("[Specs] Dumping specs:\n" + expected + "\n"), std::string::npos) << log;
+  EXPECT_NE(log.find("[Specs] Dumping specs:\n" + expected + "\n- GPU: Intel (i915)\n- Displays: 2\n"),
+            std::string::npos)
+      << log;
+
+  source.thermal = std::nullopt;
+  EXPECT_EQ(getSpecs(source)[5].second, JsonValue("unknown (?/3)"));
+}
+
+TEST(Specs, ThermalStatesAndDisplayTexts) {
+  EXPECT_EQ(description(ThermalState::nominal), "nominal (0/3)");
+  EXPECT_EQ(description(ThermalState::serious), "serious (2/3)");
+  EXPECT_EQ(description(ThermalState::critical), "critical (3/3)");
+  EXPECT_EQ(description(static_cast<ThermalState>(7)), "unknown (?/3)");
+
+  EXPECT_EQ(memoryByteCountText(512), "512 bytes");
+  EXPECT_EQ(memoryByteCountText(640 * 1024), "640 KB");
+  EXPECT_EQ(memoryByteCountText(8178892ull * 1024), "7.8 GB");  // 7.80 GB with its zero dropped
+  EXPECT_EQ(abbreviatedDurationText(45.9), "45s");
+  EXPECT_EQ(abbreviatedDurationText(0.5), "0s");
+  EXPECT_EQ(abbreviatedDurationText(3600 + 60), "1h 1m");
+}
+
+TEST(ClosestLocalization, FirstPreferredThatIsAvailableWithoutASystemMatcher) {
+  EXPECT_EQ(closestLocalization({"fr", "de"}, {}), std::nullopt);
+  EXPECT_EQ(closestLocalization({"fr", "de"}, {"en", "de"}), "de");
+  EXPECT_EQ(closestLocalization({"fr"}, {"en", "de"}), std::nullopt);
+
+  // A bundle's preferred localisations are those of its configured language it has tables for.
+  testing::ScratchDirectory tables;
+  tables.write("de/Localizable.json", "{}");
+  tables.write("en/Localizable.json", "{}");
+  Localizer german(tables.path(), "de");
+  EXPECT_EQ(closestLocalizationFromAvailableLocalizations({"en", "de"}, german), "de");
+  EXPECT_EQ(closestLocalizationFromAvailableLocalizations({}, german), std::nullopt);
+  Localizer japanese(tables.path(), "ja");
+  if (std::getenv("LANGUAGE") == nullptr) {
+    EXPECT_EQ(closestLocalizationFromAvailableLocalizations({"fr", "en"}, japanese), "en");
+  }
+}
+
+}  // namespace
+}  // namespace tav
