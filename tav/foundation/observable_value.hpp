@@ -21,6 +21,9 @@ namespace tav {
 /// is destroyed or cancelled, nor after the ObservableValue is destroyed.
 template <class T>
 class ObservableValue {
+  // Declared ahead so that Subscription can name it (clang 14 does not look ahead into the class).
+  struct State;
+
  public:
   using Observer = std::function<void(const T&)>;
 
