@@ -9,6 +9,7 @@
 #include "obs_commands.hpp"
 #include "probe_command.hpp"
 #include "profile_commands.hpp"
+#include "record_command.hpp"
 #include "scene_commands.hpp"
 
 int main(int argc, char** argv) {
@@ -23,6 +24,7 @@ int main(int argc, char** argv) {
   addObsCommands(app, status);
   addProfileCommands(app, status);
   addProbeCommand(app, status);
+  addRecordCommand(app, status);
 
   try {
     app.parse(argc, argv);
