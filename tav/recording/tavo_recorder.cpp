@@ -8,9 +8,9 @@
 
 #include "tav/contracts/logger.hpp"
 #include "tav/foundation/main_context.hpp"
-#include "tav/foundation/serial_queue.hpp"
 #include "tav/foundation/time_text.hpp"
 #include "tav/foundation/unfair_lock.hpp"
+#include "tav/recording/polling_serial_queue.hpp"
 #include "tav/recording/sample_buffer_shifting.hpp"
 #include "tav/recording/video_recorder_error.hpp"
 
@@ -44,6 +44,10 @@ std::string describe(const std::exception_ptr& error) {
   }
 }
 
+// How long a buffer may wait before its write task runs. Posting then costs the capture thread no
+// wake-up call; 2 ms is well inside what the writer's input queue absorbs.
+constexpr std::chrono::microseconds kWritePollInterval{2000};
+
 /// One output: its file, its writer, and one serial queue per medium, which keeps the buffers of
 /// that medium in order and lets finalisation wait for every write handed in before it.
 struct OutputPipeline {
@@ -51,15 +55,15 @@ struct OutputPipeline {
                  std::shared_ptr<UserDefaults> userDefaults)
       : role(role_), url(std::move(url_)), writer(isLead, factory, std::move(userDefaults)) {}
 
-  SerialQueue& writeQueue(const MediaStreamType& mediaType) {
+  PollingSerialQueue& writeQueue(const MediaStreamType& mediaType) {
     return mediaType.isVideo() ? videoWriteTask : audioWriteTask;
   }
 
   const CanvasRole role;
   const Url url;
   TavoWriter writer;
-  SerialQueue videoWriteTask{"com.morvane.TavoRecorder.video"};
-  SerialQueue audioWriteTask{"com.morvane.TavoRecorder.audio"};
+  PollingSerialQueue videoWriteTask{"com.morvane.TavoRecorder.video", kWritePollInterval};
+  PollingSerialQueue audioWriteTask{"com.morvane.TavoRecorder.audio", kWritePollInterval};
   std::atomic<bool> hasFailed{false};
   // Set once finalisation has waited for the queues: a buffer that slipped in after that is dropped
   // instead of reaching a finished writer.
@@ -162,7 +166,8 @@ struct TavoRecorder::Core : std::enable_shared_from_this<TavoRecorder::Core> {
   void toggle(const std::optional<Configuration>& configuration);
   std::optional<CMSampleBuffer> pauseDecision(const CMSampleBuffer& buffer, bool isInPauseTransition);
   bool acceptsBuffers(const char* medium);
-  void enqueue(CMSampleBuffer buffer, const MediaStreamType& mediaType, const std::shared_ptr<OutputPipeline>& pipeline);
+  void enqueue(CMSampleBuffer buffer, const MediaStreamType& mediaType, const std::shared_ptr<OutputPipeline>& pipeline,
+               bool isLead);
   void runWrite(const std::shared_ptr<OutputPipeline>& pipeline, const CMSampleBuffer& buffer,
                 const MediaStreamType& mediaType, bool isLead);
   void failPipeline(const std::shared_ptr<OutputPipeline>& pipeline, const std::exception_ptr& error);
@@ -402,10 +407,11 @@ std::optional<CMSampleBuffer> TavoRecorder::Core::pauseDecision(const CMSampleBu
   return kept;
 }
 
+// `isLead`: whether `pipeline` was the first of the live list when the caller looked it up, in the
+// same look-up, so that the capture path takes the list's lock once.
 void TavoRecorder::Core::enqueue(CMSampleBuffer buffer, const MediaStreamType& mediaType,
-                                 const std::shared_ptr<OutputPipeline>& pipeline) {
+                                 const std::shared_ptr<OutputPipeline>& pipeline, bool isLead) {
   if (pipeline->hasFailed) return;
-  const bool isLead = pipelines.mutate([&](Pipelines& live) { return !live.empty() && live.front() == pipeline; });
   pipeline->writeQueue(mediaType).async(
       [weak = weak_from_this(), pipeline, buffer = std::move(buffer), mediaType, isLead] {
         const std::shared_ptr<Core> core = weak.lock();
@@ -482,16 +488,19 @@ void TavoRecorder::resumeRecording() {
 void TavoRecorder::writeVideo(const CMSampleBuffer& sampleBuffer, CanvasRole role, bool isInPauseTransition) noexcept {
   try {
     if (!core_->acceptsBuffers("video")) return;
-    std::shared_ptr<OutputPipeline> pipeline = core_->pipelines.mutate([role](Pipelines& live) {
+    bool isLead = false;
+    std::shared_ptr<OutputPipeline> pipeline = core_->pipelines.mutate([&](Pipelines& live) {
       for (const auto& candidate : live) {
-        if (candidate->role == role) return candidate;
+        if (candidate->role != role) continue;
+        isLead = candidate == live.front();
+        return candidate;
       }
       return std::shared_ptr<OutputPipeline>();
     });
     if (!pipeline) return;
     std::optional<CMSampleBuffer> kept = core_->pauseDecision(sampleBuffer, isInPauseTransition);
     if (!kept) return;
-    core_->enqueue(std::move(*kept), MediaStreamType::video(), pipeline);
+    core_->enqueue(std::move(*kept), MediaStreamType::video(), pipeline, isLead);
   } catch (const std::exception& e) {
     core_->logger.error("Dropping video frame: {}", e.what());
   }
@@ -506,11 +515,11 @@ void TavoRecorder::writeAudio(const CMSampleBuffer& sampleBuffer, bool isInPause
     if (!kept) return;
     const MediaStreamType audio = MediaStreamType::audio();
     if (live.size() == 1) {
-      core_->enqueue(std::move(*kept), audio, live.front());
+      core_->enqueue(std::move(*kept), audio, live.front(), true);
       return;
     }
     // Each output gets its own buffer; the copies share the samples.
-    for (const auto& pipeline : live) core_->enqueue(CMSampleBufferCreateCopy(*kept), audio, pipeline);
+    for (std::size_t i = 0; i < live.size(); ++i) core_->enqueue(CMSampleBufferCreateCopy(*kept), audio, live[i], i == 0);
   } catch (const std::exception& e) {
     core_->logger.error("Dropping audio frame: {}", e.what());
   }
