@@ -54,6 +54,10 @@ class Notifications {
     auto it = last_.find(std::string(name));
     return it == last_.end() ? std::nullopt : std::optional(it->second);
   }
+  void clear() {
+    std::lock_guard lock(mutex_);
+    last_.clear();
+  }
   /// The notification once it has come; absent if it has not within a minute (a hung recorder).
   std::optional<Notification> waitFor(std::string_view name) {
     std::unique_lock lock(mutex_);
@@ -254,28 +258,33 @@ TEST_F(TavoRecorderFfmpegTest, ConcurrentProducersWriteEveryBufferInOrder) {
   }
 }
 
-TEST_F(TavoRecorderFfmpegTest, AFullDiskEndsTheRecordingWithAFailureAndNoFile) {
-  useOutputs(1);
-  start();
-  rlimit previous{};
-  ::getrlimit(RLIMIT_FSIZE, &previous);
-  const auto previousHandler = ::signal(SIGXFSZ, SIG_IGN);
-  rlimit limited = previous;
-  limited.rlim_cur = 4096;
-  ::setrlimit(RLIMIT_FSIZE, &limited);
-  // Frames keep coming until a write sees the failed file, as a capture thread's would.
-  for (std::int64_t i = 0; i < 100000 && !notifications_.last(TavoRecorder::recordingDidFailNotification); ++i) {
-    recorder_.writeVideo(syntheticVideoFrame(PixelFormat::nv12, 96, 64, i), CanvasRole::primary, false);
-  }
-  const auto failed = notifications_.waitFor(TavoRecorder::recordingDidFailNotification);
-  ::setrlimit(RLIMIT_FSIZE, &previous);
-  ::signal(SIGXFSZ, previousHandler);
+TEST_F(TavoRecorderFfmpegTest, AFullDiskOrRefusedSettingsEndTheRecordingWithAFailureAndNoFile) {
+  for (const bool fullDisk : {true, false}) {
+    SCOPED_TRACE(fullDisk ? "full disk" : "settings the encoder refuses");
+    notifications_.clear();
+    useOutputs(1);
+    if (!fullDisk) provider_->outputs[0].videoSettings[AVVideoCodecKey] = "zzzz";
+    start();
+    rlimit previous{};
+    ::getrlimit(RLIMIT_FSIZE, &previous);
+    const auto previousHandler = ::signal(SIGXFSZ, SIG_IGN);
+    rlimit limited = previous;
+    if (fullDisk) limited.rlim_cur = 4096;
+    ::setrlimit(RLIMIT_FSIZE, &limited);
+    // Frames keep coming until a write sees the failed file, as a capture thread's would.
+    for (std::int64_t i = 0; i < 100000 && !notifications_.last(TavoRecorder::recordingDidFailNotification); ++i) {
+      recorder_.writeVideo(syntheticVideoFrame(PixelFormat::nv12, 96, 64, i), CanvasRole::primary, false);
+    }
+    const auto failed = notifications_.waitFor(TavoRecorder::recordingDidFailNotification);
+    ::setrlimit(RLIMIT_FSIZE, &previous);
+    ::signal(SIGXFSZ, previousHandler);
 
-  ASSERT_TRUE(failed);
-  EXPECT_NE(failed->info<std::exception_ptr>("error"), nullptr);
-  EXPECT_FALSE(recorder_.isRecording().value());
-  EXPECT_FALSE(fs::exists(scratch_ / "take.mov"));
-  EXPECT_THROW(recorder_.stopRecording(), VideoRecorderError);
+    ASSERT_TRUE(failed);
+    EXPECT_NE(failed->info<std::exception_ptr>("error"), nullptr);
+    EXPECT_FALSE(recorder_.isRecording().value());
+    EXPECT_FALSE(fs::exists(scratch_ / "take.mov"));
+    EXPECT_THROW(recorder_.stopRecording(), VideoRecorderError);
+  }
 }
 
 }  // namespace
