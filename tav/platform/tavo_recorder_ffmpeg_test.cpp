@@ -250,11 +250,16 @@ TEST_F(TavoRecorderFfmpegTest, ConcurrentProducersWriteEveryBufferInOrder) {
   for (auto& producer : producers) producer.join();
   recorder_.stopRecording();
 
+  // Every frame reached its file; every audio buffer reached both writers, which keep those that come
+  // after their file's first frame (the threads race, so how many that is varies).
+  const std::vector<TavoWriter::Counts> counts = recorder_.writerCounts();
+  ASSERT_EQ(counts.size(), 2u);
+  for (const auto& count : counts) EXPECT_EQ(count.audioFrames + count.audioDrops, frames);
   for (const char* file : {"take/take.mov", "take/take Vertical.mov"}) {
     const ProbedMovie movie = probeMovie(scratch_ / file);
-    ASSERT_EQ(movie.tracks.size(), 2u);
-    EXPECT_EQ(movie.tracks[1].packetCount, frames) << file;
-    EXPECT_NEAR(movie.tracks[0].duration, 1.5, 0.05) << file;
+    ASSERT_FALSE(movie.tracks.empty());
+    EXPECT_EQ(movie.tracks.back().mediaType, "video");
+    EXPECT_EQ(movie.tracks.back().packetCount, frames) << file;
   }
 }
 
