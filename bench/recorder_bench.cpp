@@ -22,7 +22,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -34,6 +33,7 @@
 #include "tav/recording/tavo_recorder.hpp"
 #include "tav/testing/scratch_directory.hpp"
 #include "tav/testing/synthetic_media.hpp"
+#include "x264_peer.hpp"
 
 namespace tav::bench {
 namespace {
@@ -206,18 +206,9 @@ void BM_RecorderThroughput(benchmark::State& state) {
       settings.at(AVVideoCompressionPropertiesKey).as_object().at(AVVideoAverageBitRateKey).as_int64();
 
   const std::filesystem::path raw = folder / "frames.nv12";
-  {
-    std::ofstream out(raw, std::ios::binary);
-    const std::size_t size = VideoFrame::packedSize(PixelFormat::nv12, kWidth, kHeight);
-    for (const auto& frame : source) {
-      out.write(reinterpret_cast<const char*>(frame.videoFrame()->planes[0]), static_cast<std::streamsize>(size));
-    }
-  }
-  const std::string command = "ffmpeg -v error -y -f rawvideo -pix_fmt nv12 -s " + std::to_string(kWidth) + "x" +
-                              std::to_string(kHeight) + " -r 30 -stream_loop " + std::to_string(frames / kDistinct - 1) +
-                              " -i '" + raw.string() + "' -c:v libx264 -preset ultrafast -b:v " +
-                              std::to_string(bitRate) + " -g 30 -bf 0 -pix_fmt nv12 '" +
-                              (folder / "peer.mov").string() + "'";
+  writeRawNv12(raw, source);
+  const std::string command =
+      x264PeerCommand(raw, kWidth, kHeight, frames / kDistinct, bitRate, folder / "peer.mov");
 
   double ours = 0;
   double peer = 0;
@@ -246,12 +237,12 @@ void BM_RecorderThroughput(benchmark::State& state) {
     }
     ours = std::chrono::duration<double>(Clock::now() - begin).count();
 
-    const auto peerBegin = Clock::now();
-    if (std::system(command.c_str()) != 0) {
+    const std::optional<double> peerSeconds = timedCommand(command);
+    if (!peerSeconds) {
       state.SkipWithError("the ffmpeg command failed");
       return;
     }
-    peer = std::chrono::duration<double>(Clock::now() - peerBegin).count();
+    peer = *peerSeconds;
   }
   state.counters["ours_s"] = ours;
   state.counters["ffmpeg_s"] = peer;
