@@ -142,6 +142,8 @@ struct TavoRecorder::Core : std::enable_shared_from_this<TavoRecorder::Core> {
         work();
       } catch (const std::exception& e) {
         logger.error("Main-context callback failed: {}", e.what());
+      } catch (...) {
+        logger.error("Main-context callback failed");
       }
     };
     if (MainContext::isCurrent()) {
