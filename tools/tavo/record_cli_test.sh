@@ -41,7 +41,12 @@ check "the second canvas is portrait" 0 0 probe_has "$second" '"width":90,"heigh
 
 "$tavo" record --seconds 30 --size 160x90 --out "$work/stop" >"$work/out" 2>"$work/err" &
 pid=$!
-sleep 1.5
+# Interrupt once the file has been started (its first frame written), however slow the build.
+for _ in $(seq 200); do
+  compgen -G "$work/stop/*.mov" >/dev/null && break
+  sleep 0.1
+done
+sleep 0.5
 kill -INT "$pid"
 wait "$pid"
 check "SIGINT finishes the file" 0 $? out_has ".mov"
