@@ -9,6 +9,7 @@
 #include "obs_commands.hpp"
 #include "probe_command.hpp"
 #include "profile_commands.hpp"
+#include "record_command.hpp"
 #include "scene_commands.hpp"
 #include "sync_check_command.hpp"
 #include "specs_command.hpp"
@@ -27,6 +28,7 @@ int main(int argc, char** argv) {
   addProbeCommand(app, status);
   addSyncCheckCommand(app, status);
   addSpecsCommand(app, status);
+  addRecordCommand(app, status);
 
   try {
     app.parse(argc, argv);

@@ -1,0 +1,297 @@
+#include "record_command.hpp"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "exit_status.hpp"
+#include "record_loop.hpp"
+#include "record_test_pattern.hpp"
+#include "tav/contracts/json_writer.hpp"
+#include "tav/platform/ffmpeg_movie_probe.hpp"
+#include "tav/recording/recording_location_handler.hpp"
+#include "tav/recording/recording_video_settings.hpp"
+#include "tav/recording/video_recorder_error.hpp"
+
+namespace tav::tool {
+namespace {
+
+struct RecordArguments {
+  double seconds = 10;
+  int canvases = 1;
+  std::string size = "1280x720";
+  double fps = 30;
+  std::vector<double> pauseAt;
+  std::vector<double> resumeAt;
+  std::string out = ".";
+  bool json = false;
+};
+
+// Set from the signal handler; the producers and the progress loop watch it.
+std::atomic<bool> stopRequested{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+extern "C" void requestStop(int) { stopRequested = true; }
+
+/// The outputs of the run: the primary canvas, and the same canvas turned on its side as the second.
+class RecordProvider final : public TavoRecorderSettingsProvider {
+ public:
+  RecordProvider(CanvasSize primary, CanvasSize secondary, int canvases, double fps)
+      : primary_(primary), secondary_(secondary), canvases_(canvases), fps_(fps) {}
+
+  std::optional<MediaSettings> videoSettings() const override { return settingsFor(primary_); }
+  std::optional<MediaSettings> audioSettings() const override {
+    MediaSettings settings;
+    settings[AVFormatIDKey] = kAudioFormatMPEG4AAC;
+    settings[AVSampleRateKey] = 48000;
+    settings[AVNumberOfChannelsKey] = 2;
+    settings[AVEncoderBitRateKey] = 128000;
+    return settings;
+  }
+  std::vector<TavoRecorderRecordingOutput> recordingOutputs() const override {
+    std::vector<TavoRecorderRecordingOutput> outputs{{CanvasRole::primary, std::nullopt, settingsFor(primary_)}};
+    if (canvases_ == 2) {
+      const char* suffix = secondary_.height > secondary_.width ? " Vertical" : " Secondary";
+      outputs.emplace_back(CanvasRole::secondary, suffix, settingsFor(secondary_));
+    }
+    return outputs;
+  }
+
+ private:
+  MediaSettings settingsFor(CanvasSize size) const {
+    return RecordingVideoSettings::videoSettings(size.width, size.height, fps_);
+  }
+  CanvasSize primary_;
+  CanvasSize secondary_;
+  int canvases_;
+  double fps_;
+};
+
+/// "WxH" with both sides even and from 16 to 8192; absent otherwise.
+std::optional<CanvasSize> parseSize(const std::string& text) {
+  int width = 0;
+  int height = 0;
+  char x = 0;
+  char rest = 0;
+  if (std::sscanf(text.c_str(), "%d%c%d%c", &width, &x, &height, &rest) != 3 || (x != 'x' && x != 'X')) {
+    return std::nullopt;
+  }
+  if (width < 16 || height < 16 || width > 8192 || height > 8192 || width % 2 != 0 || height % 2 != 0) {
+    return std::nullopt;
+  }
+  return CanvasSize{width, height};
+}
+
+/// Pairs --pause-at with --resume-at in order; the last pause may stay open. A message on error.
+std::optional<std::string> pauseSpans(const RecordArguments& args, std::vector<PauseSpan>& spans) {
+  if (args.resumeAt.size() > args.pauseAt.size() || args.pauseAt.size() > args.resumeAt.size() + 1) {
+    return "each --resume-at needs a --pause-at before it";
+  }
+  double last = -1;
+  for (std::size_t i = 0; i < args.pauseAt.size(); ++i) {
+    PauseSpan span{args.pauseAt[i], std::nullopt};
+    if (i < args.resumeAt.size()) span.end = args.resumeAt[i];
+    if (span.start <= last || (span.end && *span.end <= span.start)) {
+      return "pauses must be in order: --pause-at " + fmt::format("{}", span.start) + " does not follow the last one";
+    }
+    last = span.end.value_or(span.start);
+    spans.push_back(span);
+  }
+  return std::nullopt;
+}
+
+std::string sizeText(std::int64_t bytes) {
+  if (bytes < 1024 * 1024) return fmt::format("{:.1f} KB", static_cast<double>(bytes) / 1024);
+  return fmt::format("{:.1f} MB", static_cast<double>(bytes) / (1024 * 1024));
+}
+
+struct FrameTotals {
+  std::int64_t written = 0;
+  std::int64_t dropped = 0;
+};
+
+FrameTotals totals(const TavoRecorder& recorder) {
+  FrameTotals result;
+  for (const auto& counts : recorder.writerCounts()) {
+    result.written += counts.videoFrames;
+    result.dropped += counts.videoDrops;
+  }
+  return result;
+}
+
+/// The finish notification's user info as one JSON object, keys in the notification's order.
+std::string finishJson(const Notification& finished) {
+  std::string out;
+  JsonWriter w(out);
+  w.beginObject();
+  w.field("path", *finished.info<std::string>("path"));
+  w.key("paths");
+  w.beginArray();
+  for (const auto& path : *finished.info<std::vector<std::string>>("paths")) w.string(path);
+  w.endArray();
+  w.field("numberOfFiles", *finished.info<int>("numberOfFiles"));
+  w.field("failedCount", *finished.info<int>("failedCount"));
+  w.field("locationTitle", *finished.info<std::string>("locationTitle"));
+  w.field("length", *finished.info<double>("length"));
+  w.endObject();
+  return out;
+}
+
+int exitStatusFor(const std::exception& error) {
+  if (const auto* recorderError = dynamic_cast<const VideoRecorderError*>(&error)) {
+    if (recorderError->errorCase() == VideoRecorderError::Case::missingLocation ||
+        recorderError->errorCase() == VideoRecorderError::Case::fileCreationFailed) {
+      return kNoInput;
+    }
+  }
+  return kSoftware;
+}
+
+int record(const RecordArguments& args) {
+  const std::optional<CanvasSize> primary = parseSize(args.size);
+  if (!primary) {
+    std::cerr << "tavo: --size " << args.size << ": expected WIDTHxHEIGHT, even numbers from 16 to 8192\n";
+    return kUsage;
+  }
+  if (!(args.seconds > 0) || !(args.fps >= 1 && args.fps <= 240)) {
+    std::cerr << "tavo: --seconds must be above 0 and --fps from 1 to 240\n";
+    return kUsage;
+  }
+  RecordLoopOptions options;
+  options.seconds = args.seconds;
+  options.fps = args.fps;
+  options.canvases = args.canvases;
+  if (auto problem = pauseSpans(args, options.pauses)) {
+    std::cerr << "tavo: " << *problem << '\n';
+    return kUsage;
+  }
+  std::error_code error;
+  const std::filesystem::path out = std::filesystem::absolute(args.out, error);
+  if (error || !std::filesystem::is_directory(out, error)) {
+    std::cerr << "tavo: " << args.out << ": not a folder\n";
+    return kNoInput;
+  }
+
+  const bool showProgress = ::isatty(STDERR_FILENO) == 1;
+  // Library log lines would tear the progress line; errors still show.
+  if (showProgress) ::setenv("TAV_LOG_LEVEL", "error", 0);
+  silenceFfmpegMessages();
+  RecordingLocationHandler::recordingSavePath().set(Url::fileUrl(out).absoluteString());
+
+  const CanvasSize secondary{primary->height, primary->width};
+  auto provider = std::make_shared<RecordProvider>(*primary, secondary, args.canvases, args.fps);
+  TavoRecorder& recorder = TavoRecorder::shared();
+  recorder.setSettingsProvider(provider);
+
+  std::mutex mutex;
+  std::condition_variable ended;
+  std::optional<Notification> finished;
+  std::optional<Notification> failed;
+  const auto keep = [&](std::optional<Notification>& slot) {
+    return [&](const Notification& n) {
+      std::lock_guard lock(mutex);
+      slot = n;
+      ended.notify_all();
+    };
+  };
+  NotificationCenter& center = NotificationCenter::defaultCenter();
+  NotificationObservation onFinish =
+      center.observe(std::string(TavoRecorder::recordingDidFinishNotification), keep(finished));
+  NotificationObservation onFail = center.observe(std::string(TavoRecorder::recordingDidFailNotification), keep(failed));
+
+  stopRequested = false;
+  std::signal(SIGINT, requestStop);
+  std::signal(SIGTERM, requestStop);
+
+  try {
+    recorder.startRecording(std::nullopt);
+  } catch (const std::exception& e) {
+    std::cerr << "tavo: cannot start recording: " << e.what() << '\n';
+    return exitStatusFor(e);
+  }
+
+  TestPatternRenderer renderer(*primary, secondary);
+  RecordLoop loop(recorder, renderer, options);
+  std::atomic<bool> producersDone{false};
+  std::thread producers([&] {
+    loop.run(stopRequested);
+    producersDone = true;
+  });
+  // Progress, and the watch for a recording that a failed output ended by itself.
+  while (!producersDone) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    if (!recorder.isRecording().value()) stopRequested = true;
+    if (showProgress) {
+      const FrameTotals frames = totals(recorder);
+      std::cerr << fmt::format("\rtavo: recording {}  frames {} written, {} dropped  {}      ",
+                               recorder.displayDuration().value().value_or("00:00"), frames.written, frames.dropped,
+                               sizeText(recorder.recordedFileSize()))
+                << std::flush;
+    }
+  }
+  producers.join();
+  if (showProgress) std::cerr << '\n';
+
+  int status = kSuccess;
+  if (recorder.isRecording().value()) {
+    try {
+      recorder.stopRecording();
+    } catch (const std::exception& e) {
+      std::cerr << "tavo: " << e.what() << '\n';
+      status = kSoftware;
+    }
+  }
+  std::signal(SIGINT, SIG_DFL);
+  std::signal(SIGTERM, SIG_DFL);
+
+  std::unique_lock lock(mutex);
+  if (status == kSuccess) ended.wait(lock, [&] { return finished || failed; });
+  if (!finished) {
+    if (failed) std::cerr << "tavo: the recording failed and no file was saved\n";
+    return kSoftware;
+  }
+  const FrameTotals frames = totals(recorder);
+  std::cerr << fmt::format("tavo: saved {} file(s), {:.2f} s, {} frames written, {} dropped, {} failed output(s)\n",
+                           *finished->info<int>("numberOfFiles"), *finished->info<double>("length"), frames.written,
+                           frames.dropped, *finished->info<int>("failedCount"));
+  if (args.json) {
+    std::cout << finishJson(*finished) << '\n';
+  } else {
+    for (const auto& path : *finished->info<std::vector<std::string>>("paths")) std::cout << path << '\n';
+  }
+  return status;
+}
+
+}  // namespace
+
+void addRecordCommand(CLI::App& app, int& status) {
+  auto args = std::make_shared<RecordArguments>();
+  auto* command = app.add_subcommand(
+      "record", "Record synthetic canvases (a moving test pattern and a tone) through the recorder; Ctrl-C stops");
+  command->add_option("--seconds", args->seconds, "Length of the run in seconds, pauses included (default 10)");
+  command->add_option("--canvases", args->canvases, "1: one canvas; 2: also the canvas turned on its side")
+      ->check(CLI::IsMember({1, 2}));
+  command->add_option("--size", args->size, "Size of the first canvas, WIDTHxHEIGHT (default 1280x720)");
+  command->add_option("--fps", args->fps, "Frames per second (default 30)");
+  command->add_option("--pause-at", args->pauseAt, "Pause at this second of the run (repeatable)");
+  command->add_option("--resume-at", args->resumeAt, "Resume at this second of the run (one per --pause-at)");
+  command->add_option("--out", args->out, "Folder to save into (default: the current folder)");
+  command->add_flag("--json", args->json, "Print the saved recording's details as JSON");
+  command->callback([args, &status] { status = record(*args); });
+}
+
+}  // namespace tav::tool
