@@ -332,6 +332,9 @@ TEST(OBSFlattening, GroupChainsReadAsTheArrayTheyStandFor) {
   const OBSGroupChain chain(groups);
   EXPECT_EQ(chain.toVector(), groups);
   EXPECT_EQ(chain.outermostFirst().front().get().item.name, "A");
+  std::vector<std::optional<std::string>> names;
+  for (const OBSGroupContext& context : chain) names.push_back(context.item.name);
+  EXPECT_EQ(names, (std::vector<std::optional<std::string>>{"A", "B", "C"}));
   EXPECT_EQ(chain[1].space, (Size{4, 2}));
   EXPECT_THROW(chain[3], std::out_of_range);
   EXPECT_EQ(chain, OBSGroupChain(groups));

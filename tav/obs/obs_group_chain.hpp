@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <functional>
 #include <initializer_list>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -45,6 +46,30 @@ class OBSGroupChain {
   const OBSGroupContext& innermost() const { return tip_->context; }
   /// Every group, outermost first, in one walk.
   std::vector<std::reference_wrapper<const OBSGroupContext>> outermostFirst() const;
+  /// Range-for over the groups, outermost first, as over the array they stand for. begin() lists the
+  /// chain once; the iterator keeps that list alive.
+  class Iterator {
+   public:
+    const OBSGroupContext& operator*() const { return (*groups_)[index_]; }
+    const OBSGroupContext* operator->() const { return &(*groups_)[index_].get(); }
+    Iterator& operator++() {
+      ++index_;
+      return *this;
+    }
+    bool operator==(std::default_sentinel_t) const { return index_ == groups_->size(); }
+
+   private:
+    friend class OBSGroupChain;
+    explicit Iterator(std::shared_ptr<const std::vector<std::reference_wrapper<const OBSGroupContext>>> groups)
+        : groups_(std::move(groups)) {}
+    std::shared_ptr<const std::vector<std::reference_wrapper<const OBSGroupContext>>> groups_;
+    std::size_t index_ = 0;
+  };
+  Iterator begin() const {
+    return Iterator(std::make_shared<const std::vector<std::reference_wrapper<const OBSGroupContext>>>(outermostFirst()));
+  }
+  std::default_sentinel_t end() const { return {}; }
+
   /// This chain with `group` inside its innermost group. This chain is unchanged.
   OBSGroupChain appending(OBSGroupContext group) const;
 
