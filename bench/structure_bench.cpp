@@ -2,6 +2,8 @@
 // linear in the number of layers. Each is timed on generated formats of 1,000 and 10,000 layers
 // (folders nested four deep and not contiguous, split groups, frames with members, masks), and
 // BM_StructureScaling reports time(10,000) / time(1,000) per operation: target at most 15.
+// BM_StructureDepthScaling does the same for depth: one chain of folders, and one of frames, nested
+// 1,000 and 10,000 deep (a layer in each), through decoding, every pass and the queries that walk up.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -19,6 +21,7 @@
 #include "tav/contracts/json_coder.hpp"
 #include "tav/scene/scene.hpp"
 #include "tav/structure/folder_group.hpp"
+#include "tav/testing/scene_builders.hpp"
 
 namespace tav::bench {
 namespace {
@@ -58,17 +61,71 @@ void BM_Structure(benchmark::State& state, const Operation& operation) {
   runOnFreshCopies(state, generatedScene(static_cast<std::size_t>(state.range(0))), operation.run);
 }
 
-/// time(10,000 layers) / time(1,000 layers) for every operation, best of several rounds each, every
+/// For every operation, time(large) / time(small) as a counter, best of several rounds each, every
 /// round starting with cold caches.
-void BM_StructureScaling(benchmark::State& state) {
+void reportScaling(benchmark::State& state, const std::vector<Operation>& list, const Scene& small, const Scene& large,
+                   int largeRounds) {
   for (auto _ : state) {
-    for (const auto& operation : operations()) {
-      double small = bestSecondsOnColdCopy(generatedScene(1000), 30, operation.run);
-      double large = bestSecondsOnColdCopy(generatedScene(10000), 10, operation.run);
-      state.counters[operation.name] = large / small;
-      if (std::getenv("TAV_BENCH_VERBOSE")) std::fprintf(stderr, "%s: %.1f us at 1k, %.1f us at 10k\n", operation.name, small * 1e6, large * 1e6);
+    for (const auto& operation : list) {
+      double smallSeconds = bestSecondsOnColdCopy(small, 30, operation.run);
+      double largeSeconds = bestSecondsOnColdCopy(large, largeRounds, operation.run);
+      state.counters[operation.name] = largeSeconds / smallSeconds;
+      if (std::getenv("TAV_BENCH_VERBOSE")) {
+        std::fprintf(stderr, "%s: %.1f us small, %.1f us large\n", operation.name, smallSeconds * 1e6, largeSeconds * 1e6);
+      }
     }
   }
+}
+
+/// time(10,000 layers) / time(1,000 layers) for every operation.
+void BM_StructureScaling(benchmark::State& state) {
+  reportScaling(state, operations(), generatedScene(1000), generatedScene(10000), 10);
+}
+
+/// Folder k inside folder k - 1 with layer k in it, and frame k inside frame k - 1, `depth` deep; the
+/// layers stand deepest first so that gathering has work to do.
+const Scene& deepScene(std::size_t depth) {
+  auto make = [](unsigned n) {
+    std::vector<SceneElementGroup> groups;
+    std::vector<SceneElement> layers;
+    for (unsigned k = 0; k < n; ++k) {
+      groups.push_back(testing::folder(1'000'000 + k, k == 0 ? std::nullopt : std::optional<unsigned>(1'000'000 + k - 1)));
+    }
+    for (unsigned k = n; k-- > 0;) {
+      layers.push_back(testing::inGroup(testing::shapeLayer(k + 1), 1'000'000 + k));
+      layers.push_back(testing::shapeLayer(500'000 + k));
+      SceneElement frame = testing::frameLayer(2'000'000 + k);
+      layers.push_back(k == 0 ? frame : testing::inFrame(frame, 2'000'000 + k - 1));
+    }
+    return testing::sceneWith(layers, groups);
+  };
+  static const Scene shallow = make(1000);
+  static const Scene deep = make(10000);
+  return depth == 1000 ? shallow : deep;
+}
+
+const std::string& deepDocument(std::size_t depth) {
+  static const std::string shallow = encodeJson(deepScene(1000));
+  static const std::string deep = encodeJson(deepScene(10000));
+  return depth == 1000 ? shallow : deep;
+}
+
+const std::vector<Operation>& depthOperations() {
+  static const std::vector<Operation> list = [] {
+    std::vector<Operation> all = operations();
+    all.push_back({"repairAllFormats", [](Scene& s) { s.repairAllFormats(); }});
+    all.push_back({"elementsRecursive", [](Scene& s) { benchmark::DoNotOptimize(s.elementsRecursive(testing::id(1'000'000))); }});
+    all.push_back({"decode", [](Scene& s) {
+                     benchmark::DoNotOptimize(decodeJson<Scene>(deepDocument(s.elements().size() / 3)));
+                   }});
+    return all;
+  }();
+  return list;
+}
+
+/// time(nested 10,000 deep) / time(nested 1,000 deep) for every operation.
+void BM_StructureDepthScaling(benchmark::State& state) {
+  reportScaling(state, depthOperations(), deepScene(1000), deepScene(10000), 3);
 }
 
 [[maybe_unused]] const bool registered = [] {
@@ -79,6 +136,9 @@ void BM_StructureScaling(benchmark::State& state) {
         ->Unit(benchmark::kMicrosecond);
   }
   benchmark::RegisterBenchmark("BM_StructureScaling", BM_StructureScaling)->Iterations(1)->Unit(benchmark::kMillisecond);
+  benchmark::RegisterBenchmark("BM_StructureDepthScaling", BM_StructureDepthScaling)
+      ->Iterations(1)
+      ->Unit(benchmark::kMillisecond);
   return true;
 }();
 

@@ -1,3 +1,4 @@
+#include <limits>
 #include <random>
 #include <string>
 
@@ -5,6 +6,7 @@
 
 #include "tav/contracts/enum_table.hpp"
 #include "tav/contracts/json_coder.hpp"
+#include "tav/contracts/json_parser_keeping_out_of_range.hpp"
 #include "tav/contracts/uuid.hpp"
 
 namespace tav {
@@ -59,6 +61,52 @@ TEST(JsonParser, ReportsLineAndColumnOfBadText) {
   }
   EXPECT_THROW(decodeJson<AnyCodable>("{} {}"), DecodingError);
   EXPECT_NO_THROW(decodeJson<AnyCodable>(" {} \n"));
+}
+
+TEST(JsonParser, RefusesNumbersBeyondDoubleRangeNamingTheirPath) {
+  const std::string hugeInteger(400, '9');
+  struct Case {
+    std::string text;
+    std::string path;
+  };
+  const Case cases[] = {
+      {"1e400", "(document)"},
+      {"{\"a\":[0,{\"b\":-1e400}]}", "a[1].b"},
+      {"[1,2,[true,null,\"x\",{\"k\":1}, 2E+999]]", "[2][4]"},
+      {"{\"big\":" + hugeInteger + "}", "big"},
+      {"{\"t\":[0,1E+99999999999]}", "t[1]"},  // an exponent past the tokenizer's own limit
+  };
+  for (const Case& c : cases) {
+    try {
+      parseJson(c.text);
+      ADD_FAILURE() << c.text << " was accepted";
+    } catch (const DecodingError& error) {
+      EXPECT_EQ(error.path(), c.path) << c.text;
+      EXPECT_NE(error.reason().find("number out of range"), std::string::npos) << error.what();
+    }
+  }
+  // Too small to tell from zero is not out of range: it reads as the nearest double.
+  EXPECT_EQ(parseJson("[1e-400]").as_array()[0].as_double(), 0.0);
+  EXPECT_EQ(parseJson("[4.9406564584124654e-324]").as_array()[0].as_double(), std::numeric_limits<double>::denorm_min());
+  EXPECT_EQ(parseJson("[1.7976931348623157e308]").as_array()[0].as_double(), std::numeric_limits<double>::max());
+}
+
+TEST(JsonParser, KeepingOutOfRangeReadsInfinitiesAndSaysSo) {
+  bool saw = false;
+  JsonValue value = parseJsonKeepingOutOfRange("{\"a\":-1e400,\"b\":1}", {}, saw);
+  EXPECT_TRUE(saw);
+  EXPECT_EQ(value.at("a").as_double(), -std::numeric_limits<double>::infinity());
+  parseJsonKeepingOutOfRange("{\"b\":1e300}", {}, saw);
+  EXPECT_FALSE(saw);
+}
+
+TEST(JsonWriter, ClampsNumbersJsonCannotHoldInsteadOfThrowing) {
+  std::string out;
+  JsonWriter w(out);
+  w.value(std::vector<double>{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+                              std::numeric_limits<double>::quiet_NaN()});
+  EXPECT_EQ(out, "[1.7976931348623157e+308,-1.7976931348623157e+308,0]");
+  EXPECT_NO_THROW(parseJson(out));
 }
 
 TEST(JsonObjectReader, NamesThePathOfTheFailingValue) {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <cmath>
-#include <stdexcept>
+#include <limits>
 
 namespace tav {
 
@@ -32,7 +32,13 @@ void JsonWriter::unsignedInteger(std::uint64_t value) {
 }
 
 void JsonWriter::number(double value) {
-  if (!std::isfinite(value)) throw std::domain_error("JSON cannot hold a NaN or an infinite number");
+  // JSON has no NaN or infinity. Geometry pushed past the range of a double by arithmetic is clamped
+  // to the nearest number JSON holds, so a save never fails halfway and the file reads back.
+  if (std::isnan(value)) {
+    value = 0;
+  } else if (std::isinf(value)) {
+    value = std::copysign(std::numeric_limits<double>::max(), value);
+  }
   openValue();
   char buffer[32];
   auto result = std::to_chars(buffer, buffer + sizeof buffer, value);

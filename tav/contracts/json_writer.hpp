@@ -36,8 +36,9 @@ class JsonWriter {
   void boolean(bool value) { openValue(); out_ += value ? "true" : "false"; }
   void integer(std::int64_t value);
   void unsignedInteger(std::uint64_t value);
-  /// Writes the shortest text that reads back as exactly `value`. Throws std::domain_error for a
-  /// NaN or an infinity, which JSON cannot hold.
+  /// Writes the shortest text that reads back as exactly `value`. JSON holds no NaN or infinity, and
+  /// a save must not fail halfway: an infinity is written as the largest double of its sign
+  /// (±1.7976931348623157e308) and a NaN as 0. Never throws.
   void number(double value);
   void string(std::string_view value);
   /// Writes any JSON value, keys in their stored order.

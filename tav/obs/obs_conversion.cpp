@@ -4,8 +4,10 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <optional>
 #include <string>
 #include <unordered_set>
+#include <vector>
 
 namespace tav {
 namespace {
@@ -47,52 +49,78 @@ constexpr std::array<KindRow, 24> kKindRows{{
 // the walk stops adding entries at this ceiling.
 constexpr std::size_t kMaxFlattenedEntries = 100'000;
 
-// The walk of flattenedEntries. `visited` holds the keys of the groups on the path from the scene to
-// the current list, so only a group that contains itself is cut; a group used twice side by side is
-// walked twice.
-struct Walker {
-  const OBSCollection::SourceIndex& index;
-  std::vector<OBSFlattenedEntry>& out;
+// The walk of flattenedEntries, with an explicit stack: a chain of groups inside groups is as deep as
+// the file makes it (thousands of levels fit in a few hundred kilobytes), far beyond what recursion
+// may take of the stack. `visited` holds the keys of the groups on the path from the scene to the
+// current list, so only a group that contains itself is cut; a group used twice side by side is walked
+// twice. Entries share the group chain of the list they lie in.
+class Walker {
+ public:
+  Walker(const OBSCollection::SourceIndex& index, std::vector<OBSFlattenedEntry>& out) : index_(index), out_(out) {}
 
-  void walk(const std::vector<OBSSceneItem>& items, std::vector<std::string_view>& visited,
-            std::vector<OBSGroupContext>& groups, bool hidden, bool locked) {
-    for (const OBSSceneItem& item : items) {
-      if (out.size() >= kMaxFlattenedEntries) return;
-      if (item.groupItemBackup) continue;
-      const OBSSource* source = nullptr;
-      if (item.sourceUUID) {
-        if (auto it = index.byUUID.find(*item.sourceUUID); it != index.byUUID.end()) source = it->second;
-      }
-      if (source == nullptr && item.name) {
-        if (auto it = index.byName.find(*item.name); it != index.byName.end()) source = it->second;
-      }
-      if (source == nullptr) {
-        out.push_back(OBSFlattenedEntry::unresolved(item, groups.size()));
+  void walk(const std::vector<OBSSceneItem>& sceneItems) {
+    stack_.push_back(Level{&sceneItems, 0, OBSGroupChain(), false, false, std::nullopt});
+    while (!stack_.empty() && out_.size() < kMaxFlattenedEntries) {
+      Level& level = stack_.back();
+      if (level.next == level.items->size()) {
+        if (level.key) visited_.erase(*level.key);
+        stack_.pop_back();
         continue;
       }
-      const bool isHidden = hidden || !item.visible;
-      const bool isLocked = locked || item.locked;
-      const OBSSourceKind kind = obsSourceKindFrom(*source);
-      if (kind != OBSSourceKind::group) {
-        out.push_back(OBSFlattenedEntry::item(OBSResolvedItem{item, source, kind, isHidden, isLocked, groups}));
-        continue;
-      }
-      const std::string_view key = source->uuid ? std::string_view(*source->uuid)
-                                   : item.name  ? std::string_view(*item.name)
-                                                : std::string_view();
-      if (std::find(visited.begin(), visited.end(), key) != visited.end()) {
-        out.push_back(OBSFlattenedEntry::cyclicGroup(item, groups.size()));
-        continue;
-      }
-      out.push_back(OBSFlattenedEntry::group(item, groups.size()));
-      if (!source->settings || !source->settings->items) continue;
-      visited.push_back(key);
-      groups.push_back(OBSGroupContext{item, OBSCollection::groupSpaceSize(*source)});
-      walk(*source->settings->items, visited, groups, isHidden, isLocked);
-      groups.pop_back();
-      visited.pop_back();
+      const OBSSceneItem& item = (*level.items)[level.next++];
+      step(item, level);  // may push a level: `level` is not used after this
     }
   }
+
+ private:
+  struct Level {
+    const std::vector<OBSSceneItem>* items;
+    std::size_t next;  // the index of the next item to walk
+    OBSGroupChain groups;
+    bool hidden;
+    bool locked;
+    std::optional<std::string_view> key;  // of the group whose items these are; none for the scene
+  };
+
+  void step(const OBSSceneItem& item, const Level& level) {
+    if (item.groupItemBackup) return;
+    const OBSSource* source = nullptr;
+    if (item.sourceUUID) {
+      if (auto it = index_.byUUID.find(*item.sourceUUID); it != index_.byUUID.end()) source = it->second;
+    }
+    if (source == nullptr && item.name) {
+      if (auto it = index_.byName.find(*item.name); it != index_.byName.end()) source = it->second;
+    }
+    const std::size_t depth = level.groups.size();
+    if (source == nullptr) {
+      out_.push_back(OBSFlattenedEntry::unresolved(item, depth));
+      return;
+    }
+    const bool isHidden = level.hidden || !item.visible;
+    const bool isLocked = level.locked || item.locked;
+    const OBSSourceKind kind = obsSourceKindFrom(*source);
+    if (kind != OBSSourceKind::group) {
+      out_.push_back(OBSFlattenedEntry::item(OBSResolvedItem{item, source, kind, isHidden, isLocked, level.groups}));
+      return;
+    }
+    const std::string_view key = source->uuid ? std::string_view(*source->uuid)
+                                 : item.name  ? std::string_view(*item.name)
+                                              : std::string_view();
+    if (visited_.contains(key)) {
+      out_.push_back(OBSFlattenedEntry::cyclicGroup(item, depth));
+      return;
+    }
+    out_.push_back(OBSFlattenedEntry::group(item, depth));
+    if (!source->settings || !source->settings->items) return;
+    visited_.insert(key);
+    OBSGroupChain inner = level.groups.appending(OBSGroupContext{item, OBSCollection::groupSpaceSize(*source)});
+    stack_.push_back(Level{&*source->settings->items, 0, std::move(inner), isHidden, isLocked, key});
+  }
+
+  const OBSCollection::SourceIndex& index_;
+  std::vector<OBSFlattenedEntry>& out_;
+  std::vector<Level> stack_;
+  std::unordered_set<std::string_view> visited_;
 };
 
 // An affine map p -> (a x + c y + tx, b x + d y + ty).
@@ -170,9 +198,7 @@ std::vector<OBSFlattenedEntry> OBSCollection::flattenedEntries(std::string_view 
   if (scene == index.byName.end()) return out;
   const OBSSource& source = *scene->second;
   if (!source.settings || !source.settings->items) return out;
-  std::vector<std::string_view> visited;
-  std::vector<OBSGroupContext> enclosing;
-  Walker{index, out}.walk(*source.settings->items, visited, enclosing, false, false);
+  Walker(index, out).walk(*source.settings->items);
   return out;
 }
 
@@ -266,15 +292,15 @@ Transform resolvedTransform(const OBSSceneItem& item, Size sourceSize, bool reba
   return t;
 }
 
-std::optional<Placement> resolvedPlacement(const OBSSceneItem& item, Size sourceSize,
-                                           const std::vector<OBSGroupContext>& groups, double W, double H) {
+std::optional<Placement> resolvedPlacement(const OBSSceneItem& item, Size sourceSize, const OBSGroupChain& groups,
+                                           double W, double H) {
   const Transform own = resolvedTransform(item, sourceSize, true, W, H);
   const Point c = rotatedCentre(own.anchor, own.size, Align{item.align}, item.rot);
   Affine T;
   double sx = 1;
   double sy = 1;
   double R = 0;
-  for (const OBSGroupContext& g : groups) {
+  for (const OBSGroupContext& g : groups.outermostFirst()) {
     const Transform gt = resolvedTransform(g.item, g.space, false, W, H);
     const Point o = alignmentOrigin(Align{g.item.align}, gt.size.width, gt.size.height);
     const Vector e{g.space.width > 0 ? gt.size.width / g.space.width : gt.scale.dx,
@@ -298,9 +324,9 @@ std::optional<Placement> resolvedPlacement(const OBSSceneItem& item, Size source
   return Placement{(p.x - w * 0.5) / W, (p.y - h * 0.5) / H, w / W, h / H, *rotation};
 }
 
-Vector contentScale(const OBSSceneItem& item, const std::vector<OBSGroupContext>& groups, double W, double H) {
+Vector contentScale(const OBSSceneItem& item, const OBSGroupChain& groups, double W, double H) {
   Vector v = resolvedScale(item, H);
-  for (const OBSGroupContext& g : groups) {
+  for (const OBSGroupContext& g : groups.outermostFirst()) {
     const Vector e = effectiveScale(g, W, H);
     v.dx *= e.dx;
     v.dy *= e.dy;

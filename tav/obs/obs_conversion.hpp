@@ -13,6 +13,7 @@
 #include "tav/contracts/enum_table.hpp"
 #include "tav/contracts/geometry.hpp"
 #include "tav/obs/obs_collection.hpp"
+#include "tav/obs/obs_group_chain.hpp"
 #include "tav/scene/aspect_ratio.hpp"
 #include "tav/scene/scene_enums.hpp"
 
@@ -42,23 +43,16 @@ struct EnumTraits<OBSSourceKind> {
 /// 2 application, anything else display). A source without an id is `unknown`.
 OBSSourceKind obsSourceKindFrom(const OBSSource& source);
 
-/// A group that an item lies in: the group's item in its parent, and the group's own space
-/// (OBSCollection::groupSpaceSize, (0, 0) when it has none).
-struct OBSGroupContext {
-  OBSSceneItem item;
-  Size space;
-  friend bool operator==(const OBSGroupContext&, const OBSGroupContext&) = default;
-};
-
 /// An item with its source found. `isHidden` and `isLocked` include the groups around it; `groups`
-/// runs outermost first. `source` points into the collection that was flattened and is never null.
+/// runs outermost first and is shared with the other entries in the same groups. `source` points into
+/// the collection that was flattened and is never null.
 struct OBSResolvedItem {
   OBSSceneItem item;
   const OBSSource* source = nullptr;
   OBSSourceKind kind = OBSSourceKind::unknown;
   bool isHidden = false;
   bool isLocked = false;
-  std::vector<OBSGroupContext> groups;
+  OBSGroupChain groups;
   friend bool operator==(const OBSResolvedItem&, const OBSResolvedItem&) = default;
 };
 
@@ -182,12 +176,10 @@ Vector resolvedScale(const OBSSceneItem& item, double canvasHeight);
 Transform resolvedTransform(const OBSSceneItem& item, Size sourceSize, bool rebasesScale, double canvasWidth,
                             double canvasHeight);
 /// The whole road from an item, through its groups (outermost first), to a layer's box.
-std::optional<Placement> resolvedPlacement(const OBSSceneItem& item, Size sourceSize,
-                                           const std::vector<OBSGroupContext>& groups, double canvasWidth,
-                                           double canvasHeight);
+std::optional<Placement> resolvedPlacement(const OBSSceneItem& item, Size sourceSize, const OBSGroupChain& groups,
+                                           double canvasWidth, double canvasHeight);
 /// resolvedScale times each group's effective scale.
-Vector contentScale(const OBSSceneItem& item, const std::vector<OBSGroupContext>& groups, double canvasWidth,
-                    double canvasHeight);
+Vector contentScale(const OBSSceneItem& item, const OBSGroupChain& groups, double canvasWidth, double canvasHeight);
 /// A colour stored as ABGR: the lowest byte is red.
 RGBA rgba(std::uint32_t abgr);
 /// n * 1920 * (H / W) / (renderScale * 75); 0 for a width or render scale that is not above 0.

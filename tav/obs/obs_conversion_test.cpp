@@ -295,5 +295,53 @@ TEST(OBSFlattening, RepeatedNestingStopsAtTheCeiling) {
   EXPECT_EQ(OBSCollection::decode(json).flattenedEntries("S").size(), 100000u);
 }
 
+TEST(OBSFlattening, DeepGroupChainsWalkWithoutRecursionAndShareTheirGroups) {
+  // 20,000 groups each inside the one before, each holding a dot beside the next group: far deeper than
+  // a recursive walk could go, and each dot's chain of groups is as long as its depth.
+  constexpr int kDepth = 20'000;
+  std::string json = R"({"sources":[{"id":"scene","name":"S","settings":{"items":[{"name":"G0"}]}},)"
+                     R"({"id":"color_source","name":"Dot"}],"groups":[)";
+  for (int i = 0; i < kDepth; ++i) {
+    json += (i ? "," : "") + std::string(R"({"id":"group","name":"G)") + std::to_string(i) +
+            R"(","settings":{"items":[{"name":"Dot"})";
+    if (i + 1 < kDepth) json += R"(,{"name":"G)" + std::to_string(i + 1) + R"("})";
+    json += "]}}";
+  }
+  json += "]}";
+  const auto entries = OBSCollection::decode(json).flattenedEntries("S");
+  ASSERT_EQ(entries.size(), 2u * kDepth);
+  const OBSResolvedItem* deepest = entries.back().resolvedItem();
+  ASSERT_NE(deepest, nullptr);
+  EXPECT_EQ(entries.back().depth(), std::size_t{kDepth});
+  EXPECT_EQ(deepest->groups.size(), std::size_t{kDepth});
+  EXPECT_EQ(deepest->groups[0].item.name, "G0");
+  EXPECT_EQ(deepest->groups.innermost().item.name, "G" + std::to_string(kDepth - 1));
+  // The dot one level up lies in all but the innermost of those groups, and shares them.
+  const OBSResolvedItem* above = entries[entries.size() - 3].resolvedItem();
+  ASSERT_NE(above, nullptr);
+  EXPECT_EQ(&above->groups.innermost(), &deepest->groups[kDepth - 2]);
+}
+
+TEST(OBSFlattening, GroupChainsReadAsTheArrayTheyStandFor) {
+  auto named = [](const char* name) {
+    OBSSceneItem item;
+    item.name = name;
+    return item;
+  };
+  const std::vector<OBSGroupContext> groups{group(named("A")), group(named("B"), {4, 2}), group(named("C"))};
+  const OBSGroupChain chain(groups);
+  EXPECT_EQ(chain.toVector(), groups);
+  EXPECT_EQ(chain.outermostFirst().front().get().item.name, "A");
+  std::vector<std::optional<std::string>> names;
+  for (const OBSGroupContext& context : chain) names.push_back(context.item.name);
+  EXPECT_EQ(names, (std::vector<std::optional<std::string>>{"A", "B", "C"}));
+  EXPECT_EQ(chain[1].space, (Size{4, 2}));
+  EXPECT_THROW(chain[3], std::out_of_range);
+  EXPECT_EQ(chain, OBSGroupChain(groups));
+  EXPECT_FALSE(chain == OBSGroupChain(std::vector<OBSGroupContext>(groups.begin(), groups.end() - 1)));
+  EXPECT_FALSE(chain == OBSGroupChain(std::vector<OBSGroupContext>{group(named("A")), group(named("B"), {4, 2}),
+                                                                  group(named("D"))}));
+}
+
 }  // namespace
 }  // namespace tav

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -42,11 +43,14 @@ void writeAll(int fd, std::string_view bytes, const std::filesystem::path& file)
   }
 }
 
+constexpr std::string_view kTemporarySuffix = ".tmp-";
+constexpr std::size_t kTemporaryRandomLength = 6;  // mkstemp's XXXXXX
+
 /// A temporary file beside `file` that is removed unless it was renamed into place.
 class TemporaryFile {
  public:
   explicit TemporaryFile(const std::filesystem::path& file) {
-    std::string pattern = file.string() + ".tmp-XXXXXX";
+    std::string pattern = file.string() + std::string(kTemporarySuffix) + std::string(kTemporaryRandomLength, 'X');
     fd_ = ::mkstemp(pattern.data());
     if (fd_ < 0) throwErrno(errno, "cannot create a temporary file for", file);
     path_ = pattern;
@@ -112,8 +116,13 @@ void copyFileAtomically(const std::filesystem::path& source, const std::filesyst
 }
 
 std::string readWholeFile(const std::filesystem::path& file) {
-  FileDescriptor fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  // Not blocking on open: a FIFO put where a file belongs would otherwise hang the reader.
+  FileDescriptor fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (fd.get() < 0) throwErrno(errno, "cannot open", file);
+  struct stat status {};
+  if (::fstat(fd.get(), &status) != 0) throwErrno(errno, "cannot read", file);
+  if (S_ISDIR(status.st_mode)) throwErrno(EISDIR, "cannot read", file);
+  if (!S_ISREG(status.st_mode)) throwErrno(EINVAL, "not a regular file:", file);
   std::string content;
   char buffer[1 << 16];
   for (;;) {
@@ -126,6 +135,24 @@ std::string readWholeFile(const std::filesystem::path& file) {
     content.append(buffer, static_cast<std::size_t>(count));
   }
   return content;
+}
+
+std::vector<std::filesystem::path> removeStaleTemporaryFiles(const std::filesystem::path& file) {
+  std::vector<std::filesystem::path> removed;
+  const std::filesystem::path directory = file.parent_path().empty() ? "." : file.parent_path();
+  const std::string prefix = file.filename().string() + std::string(kTemporarySuffix);
+  std::error_code error;
+  std::filesystem::directory_iterator entries(directory, error);
+  if (error) return removed;
+  for (const auto& entry : entries) {
+    const std::string name = entry.path().filename().string();
+    if (name.size() != prefix.size() + kTemporaryRandomLength || name.compare(0, prefix.size(), prefix) != 0) continue;
+    std::error_code kind;
+    if (!entry.is_regular_file(kind)) continue;
+    std::error_code removal;
+    if (std::filesystem::remove(entry.path(), removal)) removed.push_back(entry.path());
+  }
+  return removed;
 }
 
 }  // namespace tav

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -23,8 +24,14 @@ void writeFileAtomically(const std::filesystem::path& file, std::string_view byt
 void copyFileAtomically(const std::filesystem::path& source, const std::filesystem::path& destination,
                         mode_t mode = 0644);
 
-/// The whole content of `file`. Throws std::system_error naming the file when it is missing or
-/// cannot be read.
+/// The whole content of `file`. Throws std::system_error naming the file when it is missing, cannot be
+/// read, is a directory (EISDIR) or is not a regular file (EINVAL; a FIFO or a device is never waited on).
 std::string readWholeFile(const std::filesystem::path& file);
+
+/// Removes the temporary files ("<file>.tmp-XXXXXX") that writeFileAtomically leaves beside `file`
+/// when the process is killed mid-write, and returns their paths. Call it before the first write of
+/// a file that only this process writes: a temporary file of a live writer would be removed too.
+/// Failures are ignored (what cannot be removed is retried at the next call).
+std::vector<std::filesystem::path> removeStaleTemporaryFiles(const std::filesystem::path& file);
 
 }  // namespace tav

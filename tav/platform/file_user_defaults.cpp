@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <system_error>
 
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 #include "tav/contracts/json_coder.hpp"
+#include "tav/contracts/json_parser_keeping_out_of_range.hpp"
 #include "tav/contracts/logger.hpp"
 #include "tav/platform/atomic_file.hpp"
 
@@ -40,9 +42,38 @@ std::string utcTimestamp() {
                      milliseconds);
 }
 
+/// True when `value` holds a number JSON cannot write back (read from a number beyond a double's range).
+bool holdsNonFiniteNumber(const JsonValue& value) {
+  switch (value.kind()) {
+    case boost::json::kind::double_: return !std::isfinite(value.get_double());
+    case boost::json::kind::array:
+      for (const auto& element : value.get_array()) {
+        if (holdsNonFiniteNumber(element)) return true;
+      }
+      return false;
+    case boost::json::kind::object:
+      for (const auto& member : value.get_object()) {
+        if (holdsNonFiniteNumber(member.value())) return true;
+      }
+      return false;
+    default: return false;
+  }
+}
+
 }  // namespace
 
-FileUserDefaults::FileUserDefaults(std::filesystem::path file) : file_(std::move(file)) { load(); }
+FileUserDefaults::FileUserDefaults(std::filesystem::path file) : file_(std::move(file)) {
+  // A process killed while saving leaves its temporary file beside the settings file.
+  for (const auto& stale : removeStaleTemporaryFiles(file_)) {
+    logger().info("removed {}, left by a save that was cut off", stale.string());
+  }
+  load();
+}
+
+std::optional<std::string> FileUserDefaults::saveError() const {
+  std::lock_guard lock(mutex_);
+  return saveError_;
+}
 
 std::filesystem::path FileUserDefaults::defaultPath() {
   // The XDG rules ignore a relative XDG_CONFIG_HOME.
@@ -68,16 +99,26 @@ void FileUserDefaults::load() {
     logger().error("cannot read the settings file {}: {}; settings will not be saved this session",
                    file_.string(), error.code().message());
     writable_ = false;
+    saveError_ = "cannot read " + file_.string() + " (" + error.code().message() + "), so it is not overwritten";
     return;
   }
   try {
     boost::json::monotonic_resource resource(text.size() * 2 + 1024);
-    JsonValue json = parseJson(text, &resource);
+    bool sawOutOfRange = false;
+    JsonValue json = parseJsonKeepingOutOfRange(text, &resource, sawOutOfRange);
     if (!json.is_object()) {
       keepAside("the file does not hold a JSON object");
       return;
     }
-    for (const auto& member : json.get_object()) values_.emplace(member.key(), keepJson(member.value()));
+    for (const auto& member : json.get_object()) {
+      // Each key is a setting of its own: one value no double can hold loses that setting alone.
+      if (sawOutOfRange && holdsNonFiniteNumber(member.value())) {
+        logger().error("the settings file {} holds a number out of range under \"{}\"; that setting reads as absent",
+                       file_.string(), std::string_view(member.key().data(), member.key().size()));
+        continue;
+      }
+      values_.emplace(member.key(), keepJson(member.value()));
+    }
   } catch (const DecodingError& error) {
     keepAside(text.empty() ? std::string("the file is empty") : error.what());
   }
@@ -98,6 +139,7 @@ void FileUserDefaults::keepAside(const std::string& reason) {
                    "default settings, which will not be saved this session",
                    file_.string(), reason, error.message());
     writable_ = false;
+    saveError_ = file_.string() + " is damaged and cannot be moved aside (" + error.message() + ")";
     return;
   }
   logger().error("the settings file {} is damaged ({}); kept it as {} and starting with default settings",
@@ -146,9 +188,11 @@ bool FileUserDefaults::persist() {
     writeFileAtomically(file_, text, 0600);
   } catch (const std::system_error& error) {
     logger().error("cannot save the settings file {}: {}", file_.string(), error.what());
+    saveError_ = error.what();
     return false;
   }
   unsaved_ = false;
+  saveError_.reset();
   return true;
 }
 

@@ -21,6 +21,15 @@ namespace tav {
 /// file and the reason, and the store starts empty. When the bad file cannot even be moved aside the
 /// store keeps working in memory and writes nothing.
 ///
+/// One value that holds a number beyond a double's range (written by another program) costs only its
+/// own key: that key reads as absent and one error line names it; the other keys are kept.
+///
+/// Temporary files of a save cut off by a kill ("<file>.tmp-XXXXXX") are removed when the store is
+/// made; a file is meant to have one store at a time.
+///
+/// A change is kept in memory even when the file cannot be written: set and remove never throw, the
+/// failure is logged, synchronize() returns false and saveError() tells why.
+///
 /// Thread-safe: one mutex guards the values and the writes.
 class FileUserDefaults final : public UserDefaults {
  public:
@@ -34,6 +43,9 @@ class FileUserDefaults final : public UserDefaults {
   std::optional<JsonValue> value(std::string_view key) const override;
   /// Writes again what the last change failed to write; true when the file holds every change.
   bool synchronize() override;
+  /// Why the file does not hold every change (naming the file and the system's reason); absent when
+  /// it does, or before the first change of a store that may write.
+  std::optional<std::string> saveError() const;
 
  protected:
   void store(std::string_view key, const JsonValue& value) override;
@@ -50,6 +62,7 @@ class FileUserDefaults final : public UserDefaults {
   JsonObject values_;       // guarded by mutex_
   bool writable_ = true;    // guarded by mutex_; false when a bad file could not be moved aside
   bool unsaved_ = false;    // guarded by mutex_; a change the file does not hold yet
+  std::optional<std::string> saveError_;  // guarded by mutex_
 };
 
 }  // namespace tav

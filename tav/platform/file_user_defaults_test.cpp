@@ -5,6 +5,7 @@
 #include <string>
 #include <thread>
 #include <fstream>
+#include <limits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -98,6 +99,63 @@ TEST(FileUserDefaults, NonObjectAndEmptyFilesCountAsDamaged) {
   std::size_t kept = 0;
   for (const auto& name : config.entries()) kept += name.rfind("defaults.json.corrupt-", 0) == 0 ? 1 : 0;
   EXPECT_EQ(kept, 2u);
+}
+
+TEST(FileUserDefaults, ANumberOutOfRangeLosesOnlyItsKeyAndLaterSavesWork) {
+  ConfigDirectory config;
+  std::filesystem::create_directories(config.file().parent_path());
+  std::ofstream(config.file(), std::ios::binary) << R"({"BEFORE":1,"BAD":{"x":[1e400]},"AFTER":"kept"})";
+
+  ::testing::internal::CaptureStderr();
+  FileUserDefaults store(config.file());
+  std::string log = ::testing::internal::GetCapturedStderr();
+  EXPECT_FALSE(store.value("BAD").has_value());
+  EXPECT_EQ(store.value("BEFORE"), JsonValue(1));
+  EXPECT_EQ(store.value("AFTER"), JsonValue("kept"));
+  EXPECT_NE(log.find("\"BAD\""), std::string::npos) << log;
+  EXPECT_EQ(config.entries(), std::vector<std::string>{"defaults.json"});  // not moved aside
+
+  // A value no JSON can hold is saved as the nearest one, never thrown to the caller.
+  EXPECT_NO_THROW(store.set("HUGE", JsonValue(std::numeric_limits<double>::infinity())));
+  EXPECT_TRUE(store.synchronize());
+  EXPECT_FALSE(store.saveError().has_value());
+  FileUserDefaults reopened(config.file());
+  EXPECT_EQ(reopened.value("HUGE"), JsonValue(std::numeric_limits<double>::max()));
+  EXPECT_EQ(reopened.value("AFTER"), JsonValue("kept"));
+}
+
+TEST(FileUserDefaults, TemporaryFilesOfAKilledSaveAreRemovedAtOpen) {
+  ConfigDirectory config;
+  std::filesystem::create_directories(config.file().parent_path());
+  std::ofstream(config.file(), std::ios::binary) << R"({"K":1})";
+  for (const char* name : {"defaults.json.tmp-a1B2c3", "defaults.json.tmp-ZZZZZZ"}) {
+    std::ofstream(config.root() / "tavo" / name) << R"({"K":)";
+  }
+  // Not ours: another name, or not the six characters mkstemp adds.
+  std::ofstream(config.root() / "tavo" / "other.json.tmp-a1B2c3") << "";
+  std::ofstream(config.root() / "tavo" / "defaults.json.tmp-long-name") << "";
+
+  ::testing::internal::CaptureStderr();
+  FileUserDefaults store(config.file());
+  ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(store.value("K"), JsonValue(1));
+  EXPECT_EQ(config.entries(),
+            (std::vector<std::string>{"defaults.json", "defaults.json.tmp-long-name", "other.json.tmp-a1B2c3"}));
+}
+
+TEST(FileUserDefaults, AFileThatCannotBeWrittenIsReportedNotThrown) {
+  ConfigDirectory config;
+  // The settings "file" is a directory: it can be neither read nor replaced.
+  std::filesystem::create_directories(config.file());
+  ::testing::internal::CaptureStderr();
+  FileUserDefaults store(config.file());
+  EXPECT_NO_THROW(store.set("K", JsonValue(1)));
+  ::testing::internal::GetCapturedStderr();
+  EXPECT_EQ(store.value("K"), JsonValue(1));  // kept for this session
+  EXPECT_FALSE(store.synchronize());
+  ASSERT_TRUE(store.saveError().has_value());
+  EXPECT_NE(store.saveError()->find(config.file().string()), std::string::npos) << *store.saveError();
+  EXPECT_TRUE(std::filesystem::is_directory(config.file()));
 }
 
 TEST(FileUserDefaults, ConcurrentWritersLoseNothing) {

@@ -44,10 +44,11 @@ std::optional<IndexRange> FolderGroup::transitiveIndexRange(const Scene& scene) 
 std::vector<Uuid> Scene::groupAncestryByGroupID(const Uuid& groupID) const {
   const auto& map = groups();
   std::vector<Uuid> ancestry;
+  detail::UuidSet visited;  // a set, so a deep chain costs its length and not its square
   std::optional<Uuid> current = groupID;
   while (current) {
     auto it = map.find(*current);
-    if (it == map.end() || std::find(ancestry.begin(), ancestry.end(), *current) != ancestry.end()) break;
+    if (it == map.end() || !visited.insert(*current)) break;
     ancestry.push_back(*current);
     current = it->second.parentGroupID;
   }
@@ -71,19 +72,13 @@ std::vector<Uuid> Scene::nestedFolderIDs(const Uuid& groupID) const {
 std::vector<SceneElement> Scene::elementsRecursive(const Uuid& groupID) const {
   // Which groups lie inside `groupID` (itself included), decided once per group rather than per layer.
   detail::GroupIndex index(groups());
-  std::vector<bool> inside(index.size(), false);
-  for (std::size_t slot = 0; slot < index.size(); ++slot) {
-    index.walkUp(slot, [&](std::size_t ancestor) {
-      if (index.key(ancestor) != groupID) return true;
-      inside[slot] = true;
-      return false;
-    });
-  }
+  const std::vector<std::size_t> inside =
+      detail::firstOnWalkUp(index, [&](std::size_t slot) { return index.key(slot) == groupID; });
   std::vector<SceneElement> result;
   for (const auto& element : elements()) {
     if (!element.groupMembership()) continue;
     std::size_t slot = index.slotOf(element.groupMembership()->groupID);
-    if (slot != detail::GroupIndex::npos && inside[slot]) result.push_back(element);
+    if (slot != detail::GroupIndex::npos && inside[slot] != detail::GroupIndex::npos) result.push_back(element);
   }
   return result;
 }

@@ -18,21 +18,23 @@ GroupIndex::GroupIndex(const SceneElementGroupMap& groups) : slots_(groups.size(
 }
 
 std::vector<int> transitiveMemberCountsBySlot(const std::vector<SceneElement>& elements, const GroupIndex& index) {
-  // Direct members first, then each group's count is carried up its chain: one walk per group, not
-  // one per layer.
-  std::vector<int> direct(index.size(), 0);
+  // Direct members first; then each group hands its total to its parent once, innermost groups first,
+  // instead of every group walking its whole chain.
+  std::vector<int> counts(index.size(), 0);
   for (const auto& element : elements) {
     if (!element.groupMembership()) continue;
     std::size_t slot = index.slotOf(element.groupMembership()->groupID);
-    if (slot != GroupIndex::npos) ++direct[slot];
+    if (slot != GroupIndex::npos) ++counts[slot];
   }
-  std::vector<int> counts(index.size(), 0);
-  for (std::size_t slot = 0; slot < index.size(); ++slot) {
-    if (direct[slot] == 0) continue;
-    index.walkUp(slot, [&](std::size_t ancestor) {
-      counts[ancestor] += direct[slot];
-      return true;
-    });
+  const LinkGraph graph(index.parents());
+  for (std::size_t slot : graph.innerFirst()) {
+    if (index.parent(slot) != GroupIndex::npos) counts[index.parent(slot)] += counts[slot];
+  }
+  // Every walk that reaches a cycle goes once round it: each group of the cycle counts them all.
+  for (const auto& cycle : graph.cycles()) {
+    int total = 0;
+    for (std::size_t slot : cycle) total += counts[slot];
+    for (std::size_t slot : cycle) counts[slot] = total;
   }
   return counts;
 }

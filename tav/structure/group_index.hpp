@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tav/scene/scene_format.hpp"
+#include "tav/structure/link_graph.hpp"
 #include "tav/structure/uuid_index.hpp"
 
 namespace tav::detail {
@@ -31,6 +32,8 @@ class GroupIndex {
   const Uuid& key(std::size_t slot) const { return keys_[slot]; }
   /// The slot of the parent group; npos when there is none or it names no group.
   std::size_t parent(std::size_t slot) const { return parents_[slot]; }
+  /// parent(slot) of every slot, for LinkGraph.
+  const std::vector<std::size_t>& parents() const { return parents_; }
 
   /// Calls `visit(slot)` for `slot` and then each ancestor, innermost first, stopping at a group seen
   /// before in this walk (a cycle) or when `visit` returns false.
@@ -53,7 +56,40 @@ class GroupIndex {
   mutable std::uint32_t generation_ = 0;
 };
 
-/// How many layers stand in each group directly or in groups inside it, by slot.
+/// How many layers stand in each group directly or in groups inside it, by slot. A group on a cycle of
+/// parents counts every layer whose walk up reaches the cycle, as walkUp would. Linear in layers and
+/// groups, whatever the depth of nesting.
 std::vector<int> transitiveMemberCountsBySlot(const std::vector<SceneElement>& elements, const GroupIndex& index);
+
+/// For each slot, the first group on its walk up (itself included) for which `test(slot)` holds; npos
+/// when there is none. Linear, whatever the depth of nesting.
+template <class Test>
+std::vector<std::size_t> firstOnWalkUp(const GroupIndex& index, Test&& test);
+
+template <class Test>
+std::vector<std::size_t> firstOnWalkUp(const GroupIndex& index, Test&& test) {
+  const LinkGraph graph(index.parents());
+  std::vector<std::size_t> first(index.size(), GroupIndex::npos);
+  // On a cycle the walk goes once round: from each group, the next group of the cycle that passes.
+  for (const auto& cycle : graph.cycles()) {
+    const std::size_t length = cycle.size();
+    std::size_t passing = length;
+    for (std::size_t k = 0; k < length && passing == length; ++k) {
+      if (test(cycle[k])) passing = k;
+    }
+    if (passing == length) continue;
+    for (std::size_t step = 0; step < length; ++step) {
+      const std::size_t k = (passing + length - step) % length;  // backwards from the passing group
+      first[cycle[k]] = test(cycle[k]) ? cycle[k] : first[cycle[(k + 1) % length]];
+    }
+  }
+  const auto& order = graph.innerFirst();
+  for (auto it = order.rbegin(); it != order.rend(); ++it) {
+    const std::size_t slot = *it;
+    const std::size_t parent = index.parent(slot);
+    first[slot] = test(slot) ? slot : parent == GroupIndex::npos ? GroupIndex::npos : first[parent];
+  }
+  return first;
+}
 
 }  // namespace tav::detail

@@ -4,9 +4,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <numeric>
+#include <utility>
+#include <vector>
 
 #include "tav/scene/scene.hpp"
 #include "tav/structure/group_index.hpp"
+#include "tav/structure/link_graph.hpp"
 #include "tav/structure/uuid_index.hpp"
 
 namespace tav {
@@ -155,7 +158,23 @@ void Scene::repairFrameMembership() {
     if (element.type().isFrame() && indexOf.contains(element.id())) frameIDs.insert(element.id());
   }
 
-  // Per-walk marks by layer index: a walk stops at a layer it has seen, without a set per walk.
+  // The link of each layer, to the first layer of the id it names.
+  std::vector<std::size_t> next(elements.size(), kNoIndex);
+  for (std::size_t i = 0; i < elements.size(); ++i) {
+    if (const auto& frameID = elements[i].frameID()) {
+      if (const std::size_t* at = indexOf.find(*frameID); at != nullptr) next[i] = *at;
+    }
+  }
+  // A layer's chain comes back to it exactly when it lies on a cycle of links, unless another layer
+  // before it has its id (then the chain must reach that one). So a cycle is opened at its first
+  // layer in array order, and every release of a layer on a cycle leaves that cycle open for the
+  // layers after it: one look per layer instead of one walk.
+  const detail::LinkGraph graph(next);
+  std::vector<bool> opened(graph.cycles().size(), false);
+  UuidMap<std::size_t> firstOfID(elements.size());
+  for (std::size_t i = 0; i < elements.size(); ++i) firstOfID.tryEmplace(elements[i].id(), i);
+
+  // Per-walk marks by layer index, for the rare layer that shares its id with one before it.
   std::vector<std::uint32_t> seen(elements.size(), 0);
   std::uint32_t walk = 0;
   auto chainReturnsTo = [&](std::size_t start) {
@@ -171,15 +190,21 @@ void Scene::repairFrameMembership() {
     }
     return false;
   };
+  auto returnsToItself = [&](std::size_t i) {
+    if (*firstOfID.find(elements[i].id()) != i) return chainReturnsTo(i);
+    const std::size_t cycle = graph.cycleOf(i);
+    return cycle != detail::LinkGraph::npos && !opened[cycle];
+  };
 
   // In array order, and each release shows at once: a cycle of frames opens at its first layer.
   for (std::size_t i = 0; i < elements.size(); ++i) {
     auto& element = elements[i];
     if (!element.frameID()) continue;
-    if (frameIDs.contains(*element.frameID()) && !chainReturnsTo(i)) continue;
+    if (frameIDs.contains(*element.frameID()) && !returnsToItself(i)) continue;
     element.setFrameID(std::nullopt);
     element.settings().layout.reset();
     element.setSettingsUpdated(true);
+    if (graph.cycleOf(i) != detail::LinkGraph::npos) opened[graph.cycleOf(i)] = true;
   }
 }
 
@@ -187,14 +212,8 @@ void Scene::releaseMaskLinksAcrossGroups() {
   auto& format = routedFormatForEditing();
   // Built once, before anything is cleared: the innermost mask folder of each group, then of each layer.
   const GroupIndex index(format.groups);
-  std::vector<std::size_t> innermostMaskOfGroup(index.size(), GroupIndex::npos);
-  for (std::size_t slot = 0; slot < index.size(); ++slot) {
-    index.walkUp(slot, [&](std::size_t ancestor) {
-      if (!index.group(ancestor).isMaskGroup()) return true;
-      innermostMaskOfGroup[slot] = ancestor;
-      return false;
-    });
-  }
+  const std::vector<std::size_t> innermostMaskOfGroup =
+      detail::firstOnWalkUp(index, [&](std::size_t slot) { return index.group(slot).isMaskGroup(); });
   UuidMap<std::size_t> maskGroupOfLayer;
   for (const auto& element : format.elements) {
     if (!element.groupMembership()) continue;
@@ -218,75 +237,98 @@ void Scene::normaliseGroupContiguity() {
   auto& format = routedFormatForEditing();
   auto& elements = format.elements;
   const GroupIndex index(format.groups);
+  const std::size_t n = elements.size();
+  const std::size_t groupCount = index.size();
 
-  // Outer folders first; equal depths keep the map's order (ascending id).
-  std::vector<std::pair<std::size_t, std::size_t>> folders;  // depth, slot
-  for (std::size_t slot = 0; slot < index.size(); ++slot) {
-    if (index.group(slot).kind != SceneElementGroupKind::folder) continue;
-    std::size_t depth = 0;
-    index.walkUp(slot, [&](std::size_t) {
-      ++depth;
-      return true;
-    });
-    folders.emplace_back(depth, slot);
+  // Gathering the folders one by one, outer first, moves each folder's layers to its front-most one
+  // and what stood between them behind, keeping every other order. Done that way, nested folders
+  // cost their depth times their layers. The outcome is the same as one ordering: at every level
+  // (the top, or inside a folder), the folders and the loose layers there stand in the order of their
+  // front-most layers, each folder's block ordered the same way inside. That ordering is built here
+  // in one pass.
+  //
+  // The folder tree: a folder's parent is its parent group when that is a folder too. A split group
+  // ends the chain, so its bookends never move with a folder. The folders of a cycle of parents
+  // (a damaged document) all hold the same layers, so the cycle is one node, named by its first slot.
+  auto isFolder = [&](std::size_t slot) { return index.group(slot).kind == SceneElementGroupKind::folder; };
+  std::vector<std::size_t> folderParent(groupCount, GroupIndex::npos);
+  bool anyFolder = false;
+  for (std::size_t slot = 0; slot < groupCount; ++slot) {
+    if (!isFolder(slot)) continue;
+    anyFolder = true;
+    const std::size_t parent = index.parent(slot);
+    if (parent != GroupIndex::npos && isFolder(parent)) folderParent[slot] = parent;
   }
-  if (folders.empty()) return;
-  std::stable_sort(folders.begin(), folders.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  if (!anyFolder) return;
+  const detail::LinkGraph graph(folderParent);
+  std::vector<std::size_t> node(groupCount);
+  for (std::size_t slot = 0; slot < groupCount; ++slot) {
+    const std::size_t cycle = graph.cycleOf(slot);
+    node[slot] = cycle == detail::LinkGraph::npos ? slot : graph.cycles()[cycle].front();
+  }
+  auto containerOf = [&](std::size_t folder) {  // the node holding a folder node; npos for the top
+    return graph.cycleOf(folder) != detail::LinkGraph::npos || folderParent[folder] == GroupIndex::npos
+               ? GroupIndex::npos
+               : node[folderParent[folder]];
+  };
 
-  // The layers of each folder and of the folders nested in it. A layer belongs to its folder and to
-  // every folder reached by walking up through folder parents; a split group ends the walk, so its
-  // bookends never move with a folder.
-  std::vector<std::vector<std::size_t>> members(index.size());  // slot -> original indices
-  for (std::size_t i = 0; i < elements.size(); ++i) {
+  // The front-most layer of each folder node, its own layers and those of the folders inside it.
+  std::vector<std::size_t> layerFolder(n, GroupIndex::npos);
+  std::vector<std::size_t> frontMost(groupCount, GroupIndex::npos);
+  for (std::size_t i = 0; i < n; ++i) {
     if (!elements[i].groupMembership()) continue;
-    std::size_t slot = index.slotOf(elements[i].groupMembership()->groupID);
-    if (slot == GroupIndex::npos) continue;
-    index.walkUp(slot, [&](std::size_t ancestor) {
-      if (index.group(ancestor).kind != SceneElementGroupKind::folder) return false;
-      members[ancestor].push_back(i);
-      return true;
-    });
+    const std::size_t slot = index.slotOf(elements[i].groupMembership()->groupID);
+    if (slot == GroupIndex::npos || !isFolder(slot)) continue;
+    layerFolder[i] = node[slot];
+    frontMost[node[slot]] = std::min(frontMost[node[slot]], i);
+  }
+  for (std::size_t slot : graph.innerFirst()) {
+    const std::size_t container = containerOf(slot);
+    if (container != GroupIndex::npos) frontMost[container] = std::min(frontMost[container], frontMost[slot]);
   }
 
-  // order[p] is the original index of the layer now at position p; position[i] the reverse.
-  std::vector<std::size_t> order(elements.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  std::vector<std::size_t> position = order;
-  bool moved = false;
-
-  std::vector<std::size_t> positions;
-  std::vector<std::size_t> span;
-  for (const auto& [depth, slot] : folders) {
-    const auto& folderMembers = members[slot];
-    if (folderMembers.size() < 2) continue;
-    positions.clear();
-    for (std::size_t original : folderMembers) positions.push_back(position[original]);
-    std::sort(positions.begin(), positions.end());
-    std::size_t first = positions.front();
-    std::size_t last = positions.back();
-    if (last - first == positions.size() - 1) continue;
-
-    // The block lands at its front-most member; what stood between members goes behind it, in order.
-    span.clear();
-    for (std::size_t p : positions) span.push_back(order[p]);
-    std::size_t next = 0;
-    for (std::size_t p = first; p <= last; ++p) {
-      if (next < positions.size() && positions[next] == p) {
-        ++next;
-      } else {
-        span.push_back(order[p]);
-      }
-    }
-    for (std::size_t k = 0; k < span.size(); ++k) {
-      order[first + k] = span[k];
-      position[span[k]] = first + k;
-    }
-    moved = true;
+  // Each level's units in the order of their front-most layers: layers are units 0..n-1, folder
+  // nodes n + slot; the top level is list groupCount.
+  std::vector<std::pair<std::size_t, std::size_t>> foldersByFront;  // front-most layer, slot
+  for (std::size_t slot = 0; slot < groupCount; ++slot) {
+    if (node[slot] == slot && frontMost[slot] != GroupIndex::npos) foldersByFront.emplace_back(frontMost[slot], slot);
   }
-  if (!moved) return;
+  std::sort(foldersByFront.begin(), foldersByFront.end());
+  auto listOf = [&](std::size_t container) { return container == GroupIndex::npos ? groupCount : container; };
+  std::vector<std::vector<std::size_t>> units(groupCount + 1);
+  std::size_t nextFolder = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    // Folders whose front-most layer this is come first: the layer lies inside them.
+    for (; nextFolder < foldersByFront.size() && foldersByFront[nextFolder].first == i; ++nextFolder) {
+      const std::size_t slot = foldersByFront[nextFolder].second;
+      units[listOf(containerOf(slot))].push_back(n + slot);
+    }
+    units[listOf(layerFolder[i])].push_back(i);
+  }
 
+  // Read the levels depth first, with an explicit stack: nesting may be as deep as the document.
+  std::vector<std::size_t> order;
+  order.reserve(n);
+  std::vector<std::pair<std::size_t, std::size_t>> stack{{groupCount, 0}};  // list, next unit
+  while (!stack.empty()) {
+    auto& [list, next] = stack.back();
+    if (next == units[list].size()) {
+      stack.pop_back();
+      continue;
+    }
+    const std::size_t unit = units[list][next++];
+    if (unit < n) {
+      order.push_back(unit);
+    } else {
+      stack.emplace_back(unit - n, 0);
+    }
+  }
+
+  bool unchanged = true;
+  for (std::size_t p = 0; p < n && unchanged; ++p) unchanged = order[p] == p;
+  if (unchanged) return;
   std::vector<SceneElement> reordered;
-  reordered.reserve(elements.size());
+  reordered.reserve(n);
   for (std::size_t original : order) reordered.push_back(std::move(elements[original]));
   elements = std::move(reordered);
 }

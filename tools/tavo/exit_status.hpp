@@ -9,6 +9,7 @@ enum ExitStatus : int {
   kDataError = 65,    // the input is not a valid document
   kNoInput = 66,      // the input cannot be opened
   kSoftware = 70,     // an internal failure
+  kCannotCreate = 73, // cannot create output: a file the command writes could not be saved
 };
 
 }  // namespace tav::tool

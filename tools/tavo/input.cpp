@@ -1,11 +1,11 @@
 #include "input.hpp"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
+#include <filesystem>
 #include <iostream>
-#include <iterator>
 #include <sstream>
+#include <system_error>
+
+#include "tav/platform/atomic_file.hpp"
 
 namespace tav::tool {
 
@@ -15,17 +15,24 @@ std::optional<Input> readInput(const std::string& file) {
     buffer << std::cin.rdbuf();
     return Input{"(standard input)", buffer.str()};
   }
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) {
-    std::cerr << "tavo: " << file << ": " << std::strerror(errno) << '\n';
+  // Only regular files: a directory has no content, and a FIFO or a device could block forever.
+  std::error_code error;
+  const auto status = std::filesystem::status(file, error);
+  if (!error && std::filesystem::is_directory(status)) {
+    std::cerr << "tavo: " << file << ": is a directory, not a document\n";
     return std::nullopt;
   }
-  std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
-  if (stream.bad()) {
-    std::cerr << "tavo: " << file << ": read failed\n";
+  if (!error && std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    std::cerr << "tavo: " << file << ": not a regular file (a FIFO, device or socket); give its content on "
+              << "standard input with -\n";
     return std::nullopt;
   }
-  return Input{file, std::move(text)};
+  try {
+    return Input{file, readWholeFile(file)};
+  } catch (const std::system_error& failure) {
+    std::cerr << "tavo: " << file << ": " << failure.code().message() << '\n';
+    return std::nullopt;
+  }
 }
 
 }  // namespace tav::tool

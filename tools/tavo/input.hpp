@@ -12,8 +12,9 @@ struct Input {
   std::string text;
 };
 
-/// Reads the whole input. On failure prints "tavo: <file>: <reason>" to standard error and returns
-/// absent; the caller exits with kNoInput.
+/// Reads the whole input. A named input must be a regular file: a directory, FIFO, device or socket
+/// is refused without being opened for reading. On failure prints "tavo: <file>: <reason>" to
+/// standard error and returns absent; the caller exits with kNoInput.
 std::optional<Input> readInput(const std::string& file);
 
 }  // namespace tav::tool

@@ -2,12 +2,11 @@
 
 #include <charconv>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
+#include <system_error>
 
 #include "exit_status.hpp"
 #include "input.hpp"
@@ -16,6 +15,7 @@
 #include "tav/obs/obs_collection.hpp"
 #include "tav/obs/obs_conversion.hpp"
 #include "tav/obs/obs_profile_config.hpp"
+#include "tav/platform/atomic_file.hpp"
 
 namespace tav::tool {
 namespace {
@@ -94,13 +94,18 @@ void writeEntry(JsonWriter& w, const OBSFlattenedEntry& entry, const std::option
   w.endObject();
 }
 
+/// The content of a profile file; absent when it is missing. A file that is there but cannot be read
+/// (a directory, no permission) is named in a warning, so the canvas it would give is not lost silently.
 std::optional<std::string> readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::ostringstream text;
-  text << in.rdbuf();
-  if (in.bad()) return std::nullopt;
-  return text.str();
+  try {
+    return readWholeFile(path);
+  } catch (const std::system_error& error) {
+    if (error.code() != std::errc::no_such_file_or_directory && error.code() != std::errc::not_a_directory) {
+      std::cerr << "tavo: warning: " << path.string() << ": cannot be read (" << error.code().message()
+                << "); it is skipped\n";
+    }
+    return std::nullopt;
+  }
 }
 
 /// basic.ini of a profile directory; or, given OBS's configuration directory, of the profile that its

@@ -24,10 +24,26 @@ struct ProfileOptions {
   std::string aspect;
 };
 
-ProfileManager managerFor(const ProfileOptions& options, NotificationCenter& center) {
+/// The settings file of a command and the profile manager over it.
+struct Settings {
+  std::shared_ptr<FileUserDefaults> defaults;
+  ProfileManager manager;
+};
+
+Settings settingsFor(const ProfileOptions& options, NotificationCenter& center) {
   std::filesystem::path file =
       options.defaultsFile.empty() ? FileUserDefaults::defaultPath() : std::filesystem::path(options.defaultsFile);
-  return ProfileManager(std::make_shared<FileUserDefaults>(file), &center);
+  auto defaults = std::make_shared<FileUserDefaults>(file);
+  return Settings{defaults, ProfileManager(defaults, &center)};
+}
+
+/// After a command that changes the settings: true when the file holds the change. Otherwise reports
+/// the file and the reason, and the command exits with kCannotCreate instead of showing a result.
+bool saved(FileUserDefaults& defaults) {
+  if (defaults.synchronize()) return true;
+  std::cerr << "tavo: " << defaults.file().string() << ": cannot create output: "
+            << defaults.saveError().value_or("the settings could not be saved") << '\n';
+  return false;
 }
 
 void printProfile(const Profile& profile) { std::cout << encodeJson(profile) << '\n'; }
@@ -73,7 +89,7 @@ void addProfileCommands(CLI::App& app, int& status) {
   auto* list = profiles->add_subcommand("list", "Show the profiles and the active one as JSON");
   list->callback([options, &status] {
     NotificationCenter center;
-    printList(managerFor(*options, center));
+    printList(settingsFor(*options, center).manager);
     status = kSuccess;
   });
 
@@ -94,8 +110,13 @@ void addProfileCommands(CLI::App& app, int& status) {
       return;
     }
     NotificationCenter center;
-    ProfileManager manager = managerFor(*options, center);
-    printProfile(manager.createProfile(options->name, *resolution, Profile::FrameRate{options->frameRate}));
+    Settings settings = settingsFor(*options, center);
+    Profile made = settings.manager.createProfile(options->name, *resolution, Profile::FrameRate{options->frameRate});
+    if (!saved(*settings.defaults)) {
+      status = kCannotCreate;
+      return;
+    }
+    printProfile(made);
     status = kSuccess;
   });
 
@@ -103,10 +124,15 @@ void addProfileCommands(CLI::App& app, int& status) {
   select->add_option("ID", options->id, "The profile's id, as list shows it")->required();
   select->callback([options, &status] {
     NotificationCenter center;
-    ProfileManager manager = managerFor(*options, center);
+    Settings settings = settingsFor(*options, center);
+    ProfileManager& manager = settings.manager;
     for (const Profile& profile : manager.profiles()) {
       if (profile.id != options->id) continue;
       manager.setActive(profile.id);
+      if (!saved(*settings.defaults)) {
+        status = kCannotCreate;
+        return;
+      }
       printProfile(manager.activeProfile());
       status = kSuccess;
       return;
@@ -128,9 +154,13 @@ void addProfileCommands(CLI::App& app, int& status) {
       return;
     }
     NotificationCenter center;
-    ProfileManager manager = managerFor(*options, center);
-    manager.switchAspectRatio(*aspect);
-    printProfile(manager.activeProfile());
+    Settings settings = settingsFor(*options, center);
+    settings.manager.switchAspectRatio(*aspect);
+    if (!saved(*settings.defaults)) {
+      status = kCannotCreate;
+      return;
+    }
+    printProfile(settings.manager.activeProfile());
     status = kSuccess;
   });
 }

@@ -1,30 +1,7 @@
 #!/usr/bin/env bash
 # End-to-end checks of the tavo command line: outputs, messages and exit statuses.
 # Usage: tavo_cli_test.sh TAVO DATA_DIR
-set -u
-tavo="$1"
-data="$2"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-passed=0
-failed=0
-
-check() {  # check NAME EXPECTED_STATUS ACTUAL_STATUS [CONDITION...]
-  local name="$1" expected="$2" actual="$3"
-  shift 3
-  if [[ "$actual" == "$expected" ]] && "$@"; then
-    passed=$((passed + 1))
-  else
-    failed=$((failed + 1))
-    echo "FAIL: $name (status $actual, expected $expected)"
-    sed 's/^/  stderr: /' "$work/err" | head -5
-  fi
-}
-run() { "$tavo" "$@" >"$work/out" 2>"$work/err"; }
-out_is_empty() { [[ ! -s "$work/out" ]]; }
-err_is() { [[ "$(cat "$work/err")" == "$1" ]]; }
-out_has() { grep -qF -- "$1" "$work/out"; }
-always() { true; }
+source "$(dirname "$0")/cli_test_support.sh"
 
 run --version
 check "version" 0 $? out_has "tavo "
@@ -230,5 +207,4 @@ run probe
 check "probe: no file given" 64 $? out_is_empty
 # --- end of tavo probe ----------------------------------------------------------------------------
 
-echo "$passed passed, $failed failed"
-[[ $failed -eq 0 ]]
+summary
