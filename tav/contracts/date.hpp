@@ -3,6 +3,8 @@
 #pragma once
 
 #include <chrono>
+#include <cmath>
+#include <cstdint>
 #include <compare>
 #include <functional>
 
@@ -33,12 +35,20 @@ struct Date {
   friend bool operator==(const Date&, const Date&) = default;
 };
 
-/// The platform coder's default form: a JSON number of seconds since the reference date. Any JSON
-/// number reads.
+/// The platform coder's default form: a JSON number of seconds since the reference date, written as an
+/// integer when it is a whole number of seconds (700000000, not 7e+08). Any JSON number reads.
 template <>
 struct JsonCoder<Date> {
   static Date decode(const JsonValue& json, const JsonPath& path) { return Date{JsonCoder<double>::decode(json, path)}; }
-  static void encode(JsonWriter& w, const Date& date) { w.number(date.timeIntervalSinceReferenceDate); }
+  static void encode(JsonWriter& w, const Date& date) {
+    const double seconds = date.timeIntervalSinceReferenceDate;
+    // Whole seconds within the range where every integer is exact as a double.
+    if (std::trunc(seconds) == seconds && std::fabs(seconds) <= 9007199254740992.0) {
+      w.integer(static_cast<std::int64_t>(seconds));
+    } else {
+      w.number(seconds);
+    }
+  }
 };
 
 }  // namespace tav

@@ -173,8 +173,8 @@ TEST_F(CollectionManagerTest, SelectionDataSourceAndStepping) {
   EXPECT_EQ(posted[0].name, "Tavo.Mac.App.SCENES.SelectedCollectionChangedNotification.Name");
 
   manager.setSelectedCollectionID("stale");
-  manager.nextCollection(true);  // a stale id counts as the library, and empty ones are skipped
-  EXPECT_EQ(manager.selectedCollectionID(), "LIBRARY_COLLECTION");
+  manager.nextCollection(false);  // a stale id counts as the library, so the next is the favourites
+  EXPECT_EQ(manager.selectedCollectionID(), "FAVOURITE_SCENES");
 }
 
 TEST_F(CollectionManagerTest, ReorderFollowsTheSelectedCollection) {

@@ -30,6 +30,15 @@ std::vector<std::string_view> words(std::string_view line) {
   return result;
 }
 
+/// Upper-case letters, digits and "_", starting with a letter: the form of the format's keywords.
+bool looksLikeKeyword(std::string_view word) {
+  if (word.empty() || word.front() < 'A' || word.front() > 'Z') return false;
+  for (char c : word) {
+    if (!((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_')) return false;
+  }
+  return true;
+}
+
 double finiteNumber(std::string_view word, std::size_t line) {
   double value = 0;
   const char* begin = word.data();
@@ -70,12 +79,7 @@ CubeFileShape checkCubeFile(std::string_view text) {
     const auto w = words(line);
     if (w.empty() || w[0].front() == '#') continue;
     const std::string_view keyword = w[0];
-    const char first = keyword.front();
-    if (first == '-' || first == '+' || first == '.' || (first >= '0' && first <= '9')) {
-      if (w.size() != 3) fail(lineNumber, "expected three numbers, found " + std::to_string(w.size()));
-      for (const auto& word : w) finiteNumber(word, lineNumber);
-      ++entries;
-    } else if (keyword == "TITLE") {
+    if (keyword == "TITLE") {
       continue;
     } else if (keyword == "LUT_1D_SIZE") {
       shape.size1D = declaredSize(w, lineNumber, kMaxCubeSize1D);
@@ -90,8 +94,12 @@ CubeFileShape checkCubeFile(std::string_view text) {
       const double low = finiteNumber(w[1], lineNumber);
       const double high = finiteNumber(w[2], lineNumber);
       if (!(low < high)) fail(lineNumber, std::string(keyword) + " needs its minimum below its maximum");
-    } else {
+    } else if (looksLikeKeyword(keyword)) {
       fail(lineNumber, "unknown keyword \"" + std::string(keyword.substr(0, 40)) + "\"");
+    } else {
+      if (w.size() != 3) fail(lineNumber, "expected three numbers, found " + std::to_string(w.size()));
+      for (const auto& word : w) finiteNumber(word, lineNumber);
+      ++entries;
     }
   }
   if (shape.size1D == 0 && shape.size3D == 0) throw LookupTableError("no LUT_1D_SIZE or LUT_3D_SIZE: not a .cube table");

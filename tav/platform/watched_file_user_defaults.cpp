@@ -42,10 +42,19 @@ std::optional<std::vector<std::string>> keysInFile(const std::filesystem::path& 
 WatchedFileUserDefaults::WatchedFileUserDefaults(std::filesystem::path file)
     : file_(std::move(file)), current_(std::make_shared<FileUserDefaults>(file_)) {
   if (auto keys = keysInFile(file_)) knownKeys_.insert(keys->begin(), keys->end());
-  watcher_ = watchFile(file_, [this] { reload(); });
 }
 
-// The watcher goes first, so that no reload runs on a store being destroyed.
+std::shared_ptr<WatchedFileUserDefaults> WatchedFileUserDefaults::open(std::filesystem::path file) {
+  std::shared_ptr<WatchedFileUserDefaults> store(new WatchedFileUserDefaults(std::move(file)));
+  // An observer's callback may drop the last other reference while the change is announced; the
+  // store then outlives the announcement and is destroyed on the watching thread afterwards.
+  store->watcher_ = watchFile(store->file_, [weak = store->weak_from_this()] {
+    if (auto self = weak.lock()) self->reload();
+  });
+  return store;
+}
+
+// The watcher goes first, so that no reload starts on a store being destroyed.
 WatchedFileUserDefaults::~WatchedFileUserDefaults() { watcher_.reset(); }
 
 std::optional<JsonValue> WatchedFileUserDefaults::value(std::string_view key) const {

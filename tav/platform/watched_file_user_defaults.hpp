@@ -26,11 +26,13 @@ namespace tav {
 ///
 /// Thread-safe. Two processes writing at the same moment still follow "the last writer wins" for the
 /// file as a whole.
-class WatchedFileUserDefaults final : public UserDefaults {
+class WatchedFileUserDefaults final : public UserDefaults,
+                                       public std::enable_shared_from_this<WatchedFileUserDefaults> {
  public:
   /// Opens the store on `file` and starts watching it. Throws std::system_error when the folder cannot
-  /// be watched.
-  explicit WatchedFileUserDefaults(std::filesystem::path file);
+  /// be watched. The watching thread holds the store only while it takes in a change, so the store
+  /// lives as long as its owners (the last of which may then be that thread).
+  static std::shared_ptr<WatchedFileUserDefaults> open(std::filesystem::path file);
   ~WatchedFileUserDefaults() override;
 
   const std::filesystem::path& file() const { return file_; }
@@ -47,6 +49,8 @@ class WatchedFileUserDefaults final : public UserDefaults {
   void erase(std::string_view key) override;
 
  private:
+  explicit WatchedFileUserDefaults(std::filesystem::path file);
+
   const std::filesystem::path file_;
   mutable std::mutex mutex_;
   std::shared_ptr<FileUserDefaults> current_;  // guarded by mutex_

@@ -6,6 +6,9 @@
 #include <CLI/CLI.hpp>
 
 #include "exit_status.hpp"
+#include "history_commands.hpp"
+#include "library_commands.hpp"
+#include "lut_command.hpp"
 #include "obs_commands.hpp"
 #include "probe_command.hpp"
 #include "profile_commands.hpp"
@@ -23,6 +26,9 @@ int main(int argc, char** argv) {
   addObsCommands(app, status);
   addProfileCommands(app, status);
   addProbeCommand(app, status);
+  addLibraryCommands(app, status);
+  addHistoryCommands(app, status);
+  addLutCommand(app, status);
 
   try {
     app.parse(argc, argv);
