@@ -21,6 +21,8 @@ namespace tav {
 /// is destroyed or cancelled, nor after the ObservableValue is destroyed.
 template <class T>
 class ObservableValue {
+  struct State;  // declared ahead for Subscription, which names it before its definition
+
  public:
   using Observer = std::function<void(const T&)>;
 
