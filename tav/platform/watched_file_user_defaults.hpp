@@ -20,9 +20,9 @@ namespace tav {
 /// write). The file's folder is watched: when the file is replaced or written by anyone, it is read
 /// again, and each key whose value differs from what the store held is announced to the change
 /// handlers, on the watching thread, one change per key. Our own writes find nothing new. A file that
-/// does not read as a JSON object at that moment (a writer that is not atomic, caught half-way) is
-/// left alone and the values are kept until the next change, with one log line; it is never moved
-/// aside while being watched.
+/// does not read as a JSON object at that moment (a writer that is not atomic, caught half-way) is not
+/// taken in: the values are kept until the next change, with one log line. (Only a file damaged again
+/// in the instant between that check and the read meets FileUserDefaults' rule for a damaged file.)
 ///
 /// Thread-safe. Two processes writing at the same moment still follow "the last writer wins" for the
 /// file as a whole.
