@@ -40,7 +40,7 @@ class CollectionDisplayable {
   virtual void add(const std::string& object) = 0;
   virtual void remove(const std::string& object) = 0;
   /// Moves the object at `at` to `to`, counted after its removal. `at` must be a valid index and `to`
-  /// at most the count after removal; out-of-range indices throw std::out_of_range.
+  /// at most the count after removal (an ObjectCollection throws std::out_of_range otherwise).
   virtual void reorder(std::size_t at, std::size_t to) = 0;
 };
 
