@@ -184,6 +184,18 @@ std::string Url::pathExtension() const {
   return name.substr(dot + 1);
 }
 
+std::optional<std::string> Url::removingCredentialsAndQuery() const {
+  CurlUrlHandle handle = parseWithCurl(text_);
+  if (!handle) return std::nullopt;
+  const bool hasAny = curlPart(handle.get(), CURLUPART_USER) || curlPart(handle.get(), CURLUPART_PASSWORD) ||
+                      curlPart(handle.get(), CURLUPART_QUERY);
+  if (!hasAny) return std::nullopt;
+  for (CURLUPart part : {CURLUPART_USER, CURLUPART_PASSWORD, CURLUPART_QUERY}) {
+    if (curl_url_set(handle.get(), part, nullptr, 0) != CURLUE_OK) return std::nullopt;
+  }
+  return curlPart(handle.get(), CURLUPART_URL);
+}
+
 Url Url::appendingPathComponent(std::string_view component) const {
   RawPathRange range = rawPathRange(text_);
   std::string result = text_.substr(0, range.end);

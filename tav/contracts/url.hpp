@@ -37,6 +37,9 @@ class Url {
   std::string pathExtension() const;
   /// The path with one more segment (percent-encoded as needed).
   Url appendingPathComponent(std::string_view component) const;
+  /// The text without its user, password and query, as the URL parser writes the remaining parts;
+  /// absent when the text does not parse as a URL with a scheme or has none of the three.
+  std::optional<std::string> removingCredentialsAndQuery() const;
 
   friend bool operator==(const Url&, const Url&) = default;
 

@@ -6,6 +6,9 @@
 #include <CLI/CLI.hpp>
 
 #include "exit_status.hpp"
+#include "history_commands.hpp"
+#include "library_commands.hpp"
+#include "lut_command.hpp"
 #include "obs_commands.hpp"
 #include "probe_command.hpp"
 #include "profile_commands.hpp"
@@ -29,6 +32,9 @@ int main(int argc, char** argv) {
   addSyncCheckCommand(app, status);
   addSpecsCommand(app, status);
   addRecordCommand(app, status);
+  addLibraryCommands(app, status);
+  addHistoryCommands(app, status);
+  addLutCommand(app, status);
 
   try {
     app.parse(argc, argv);
