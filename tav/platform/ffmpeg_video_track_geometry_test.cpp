@@ -73,7 +73,7 @@ TEST(VideoTrackGeometry, AFileRecordedOnItsSideGivesItsDisplayedSize) {
   };
   const Case cases[] = {{"plain.mp4", Turn::none, {64, 32}},
                         {"matrix.mp4", Turn::displayMatrix, {32, 64}},
-                        {"tagged.mov", Turn::rotateTag, {32, 64}}};
+                        {"tagged.mkv", Turn::rotateTag, {32, 64}}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     const std::filesystem::path file = directory / c.name;

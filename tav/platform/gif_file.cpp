@@ -72,7 +72,8 @@ GifScan scanGif(std::span<const std::uint8_t> data) {
   scan.screenWidth = gif->SWidth;
   scan.screenHeight = gif->SHeight;
   // A control block applies to the next frame only.
-  std::optional<GraphicsControlBlock> control;
+  bool hasControl = false;
+  GraphicsControlBlock control{};
   for (;;) {
     GifRecordType record;
     if (DGifGetRecordType(gif.get(), &record) == GIF_ERROR) return scan;
@@ -82,8 +83,11 @@ GifScan scanGif(std::span<const std::uint8_t> data) {
       GifByteType* block = nullptr;
       if (DGifGetExtension(gif.get(), &code, &block) == GIF_ERROR) return scan;
       if (code == GRAPHICS_EXT_FUNC_CODE && block != nullptr && block[0] >= 4) {
-        GraphicsControlBlock parsed;
-        if (DGifExtensionToGCB(block[0], block + 1, &parsed) == GIF_OK) control = parsed;
+        GraphicsControlBlock parsed{};
+        if (DGifExtensionToGCB(block[0], block + 1, &parsed) == GIF_OK) {
+          control = parsed;
+          hasControl = true;
+        }
       }
       const bool whole = code == APPLICATION_EXT_FUNC_CODE ? readApplicationExtension(gif.get(), block, scan.loopCount)
                                                            : skipExtensionBlocks(gif.get(), block);
@@ -96,12 +100,12 @@ GifScan scanGif(std::span<const std::uint8_t> data) {
       frame.width = gif->Image.Width;
       frame.height = gif->Image.Height;
       frame.hasColorMap = gif->Image.ColorMap != nullptr || gif->SColorMap != nullptr;
-      if (control) {
-        frame.disposal = control->DisposalMode;
-        frame.transparentIndex = control->TransparentColor;
-        frame.delayCentiseconds = control->DelayTime;
+      if (hasControl) {
+        frame.disposal = control.DisposalMode;
+        frame.transparentIndex = control.TransparentColor;
+        frame.delayCentiseconds = control.DelayTime;
       }
-      control.reset();
+      hasControl = false;
       std::size_t dataBytes = 0;
       if (!skipImageData(gif.get(), &dataBytes)) return scan;
       // Declared pixels that the data could never fill mean the frame is damaged, not large.
