@@ -16,10 +16,7 @@ struct Geometry {
 
 SceneElementSettings withCommonDefaults(const Geometry& g) {
   SceneElementSettings settings;
-  settings.xPosition = g.x;
-  settings.yPosition = g.y;
-  settings.width = g.width;
-  settings.height = g.height;
+  settings.setRect(Rect(g.x, g.y, g.width, g.height));
   settings._cornerRadius = g.cornerRadius;
   settings.lockAspectRatio = g.lockAspectRatio;
   settings.opacity = 1.0;

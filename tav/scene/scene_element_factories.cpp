@@ -22,10 +22,7 @@ SceneColor white() { return SceneColor(1, 1, 1, 1); }
 /// the common defaults too (opaque, shown); a camera leaves them open.
 SceneElementSettings fullCanvas(bool lockAspectRatio, bool commonDefaults) {
   SceneElementSettings settings;
-  settings.xPosition = 0;
-  settings.yPosition = 0;
-  settings.width = 1;
-  settings.height = 1;
+  settings.setRect(Rect(0, 0, 1, 1));
   settings.rotation = 0;
   settings._cornerRadius = 0;
   settings.lockAspectRatio = lockAspectRatio;
