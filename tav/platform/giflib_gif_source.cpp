@@ -55,7 +55,9 @@ class GiflibGifSource final : public GifSource {
       if (!decodeNext()) return std::nullopt;
     }
     if (!gif_ || !decodeNext()) return std::nullopt;
-    return shown_;
+    Image shown{width(), height(), std::vector<std::uint8_t>(canvas_.size() * 4)};
+    std::memcpy(shown.pixels.data(), canvas_.data(), shown.pixels.size());
+    return shown;
   }
 
  private:
@@ -65,12 +67,13 @@ class GiflibGifSource final : public GifSource {
     next_ = 0;
     const std::size_t pixels = static_cast<std::size_t>(width()) * static_cast<std::size_t>(height());
     canvas_.assign(pixels, 0);
-    shown_ = Image{width(), height(), {}};
+    disposal_.reset();
   }
 
-  /// Decodes frame `next_` onto the canvas, leaves the shown picture in `shown_` and disposes of the
-  /// frame. False (and the reader closed) on damage, so the next call starts again.
+  /// Disposes of the frame shown last, then decodes frame `next_` onto the canvas, which then holds the
+  /// picture to show. False (and the reader closed) on damage, so the next call starts again.
   bool decodeNext() {
+    dispose();
     if (!advanceToImage()) return fail();
     const GifFrameRecord& frame = scan_.frames[next_];
     const ColorMapObject* map = gif_->Image.ColorMap != nullptr ? gif_->Image.ColorMap : gif_->SColorMap;
@@ -85,17 +88,22 @@ class GiflibGifSource final : public GifSource {
     }
     if (frame.disposal == DISPOSE_PREVIOUS) saved_ = canvas_;
     if (!paint(frame, colours)) return fail();
+    // Disposed of only when the next frame is drawn, so that the canvas is the picture shown now.
+    disposal_ = next_;
+    ++next_;
+    return true;
+  }
 
-    shown_.pixels.resize(canvas_.size() * 4);
-    std::memcpy(shown_.pixels.data(), canvas_.data(), shown_.pixels.size());
-
+  /// Applies the disposal method of the frame shown last, if any.
+  void dispose() {
+    if (!disposal_) return;
+    const GifFrameRecord& frame = scan_.frames[*disposal_];
+    disposal_.reset();
     if (frame.disposal == DISPOSE_BACKGROUND) {
       forEachVisibleRow(frame, [&](int, int x0, int x1, std::uint32_t* row) { std::fill(row + x0, row + x1, 0u); });
     } else if (frame.disposal == DISPOSE_PREVIOUS) {
       canvas_.swap(saved_);
     }
-    ++next_;
-    return true;
   }
 
   /// Reads records up to the next image's descriptor.
@@ -176,12 +184,13 @@ class GiflibGifSource final : public GifSource {
   detail::GifFilePtr gif_;
   /// The frame decodeNext reads next.
   std::size_t next_ = 0;
-  /// The canvas after the last frame's disposal, one RGBA pixel per element.
+  /// The canvas showing the last frame decoded (its disposal not yet applied), one RGBA pixel per element.
   std::vector<std::uint32_t> canvas_;
   /// The canvas before a frame that is to be undone.
   std::vector<std::uint32_t> saved_;
   std::vector<GifPixelType> row_;
-  Image shown_;
+  /// The frame whose disposal is still to be applied.
+  std::optional<std::size_t> disposal_;
 };
 
 }  // namespace
