@@ -5,11 +5,14 @@
 #include <string>
 
 #include "tav/contracts/enum_table.hpp"
+#include "tav/contracts/geometry.hpp"
 #include "tav/scene/hash_combine.hpp"
 #include "tav/scene/scene_color.hpp"
 #include "tav/scene/scene_gradient.hpp"
 
 namespace tav {
+
+enum class AspectRatio;
 
 enum class ShapeElementType { rectangle, circle };
 
@@ -21,6 +24,10 @@ struct EnumTraits<ShapeElementType> {
 
 /// "Rectangle" or "Circle", localised.
 std::string title(ShapeElementType shape);
+
+/// The width and height of a new shape on a canvas of `aspect`, in canvas fractions, chosen so that a
+/// circle looks round and a rectangle a little taller than square in points.
+Size size(ShapeElementType shape, AspectRatio aspect);
 
 struct SceneElementShapeSettings {
   std::optional<ShapeElementType> shape;

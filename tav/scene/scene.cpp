@@ -28,13 +28,6 @@ bool isDocumentKey(std::string_view key) {
   return std::find(kDocumentKeys.begin(), kDocumentKeys.end(), key) != kDocumentKeys.end();
 }
 
-ThumbnailActor randomThumbnailActor() {
-  thread_local std::mt19937 engine{std::random_device{}()};
-  constexpr auto actors = allCases<ThumbnailActor>();
-  std::uniform_int_distribution<std::size_t> pick(0, actors.size() - 1);
-  return actors[pick(engine)];
-}
-
 template <class T>
 const T& neutral() {
   static const T value{};
@@ -51,6 +44,13 @@ void checkIndex(std::size_t index, std::size_t end, const char* operation) {
 }
 
 }  // namespace
+
+ThumbnailActor randomThumbnailActor() {
+  thread_local std::mt19937 engine{std::random_device{}()};
+  constexpr auto actors = allCases<ThumbnailActor>();
+  std::uniform_int_distribution<std::size_t> pick(0, actors.size() - 1);
+  return actors[pick(engine)];
+}
 
 Scene::Scene(Identity identity, std::string name, AspectRatio primaryAspect, SceneFormat format)
     : identity_(std::move(identity)), name_(std::move(name)), primaryAspect_(primaryAspect) {

@@ -61,6 +61,28 @@ class Scene {
   Scene(Identity identity, std::string name, AspectRatio primaryAspect = AspectRatio::landscape,
         SceneFormat format = {});
 
+  // New scenes and copies (scene_factories.cpp).
+
+  /// A new document of one format under `aspectRatio` holding `elements`, no groups and an opaque
+  /// black background; version 6, thumbnail kept up to date, a random thumbnail actor.
+  static Scene withElements(std::string id, std::optional<TransferAssetReference> thumbnail, std::string name,
+                            AspectRatio aspectRatio, std::vector<SceneElement> elements);
+  /// The stock scene of `aspect`: id "DEFAULT_SCENE_" and the aspect's raw text, the localised name
+  /// "Default", and one full-canvas camera following the default device. Every call gives new layer ids.
+  static Scene defaultScene(AspectRatio aspect);
+  /// A copy under a new id: copyOf(instance, no template, resetID true, no override).
+  static Scene copyOf(const Scene& instance);
+  /// A copy of `instance` in which every layer and group of every format has a new id (links among
+  /// them rewritten). The scene id is `override`'s when given, else new when `resetID`, else kept; with
+  /// `resetID` the thumbnail is duplicated in the shared asset store for the new id (the old one is
+  /// kept when that fails). `templateID` is the argument's; `activeAspect` starts absent. With an
+  /// `override` whose first routed feed names a device, the first feed of every format shows that
+  /// device instead of the default one.
+  static Scene copyOf(const Scene& instance, std::optional<std::string> templateID, bool resetID,
+                      const std::optional<Scene>& override);
+  /// copyOf(*this).
+  Scene copy() const { return copyOf(*this); }
+
   // Identity.
   const std::string& id() const { return identity_.id; }
   const std::optional<std::string>& templateID() const { return identity_.templateID; }

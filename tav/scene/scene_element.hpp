@@ -16,6 +16,8 @@
 
 namespace tav {
 
+struct SceneVariable;
+
 /// A plain value. Equality and hashing cover every stored field, the private ones included, so two
 /// layers with one id but different settings are different layers.
 class SceneElement {
@@ -33,6 +35,42 @@ class SceneElement {
   /// update flag, layout or mask. A video layer's file is duplicated in the asset store for the new
   /// id; when that fails the clone shares the source's file.
   static SceneElement copyOf(const SceneElement& instance);
+  /// copyOf(*this).
+  SceneElement copy() const { return copyOf(*this); }
+
+  // New layers of each kind (scene_element_factories.cpp). Each has a new random id and no group
+  // membership, frame, update flag or unknown content, and starts from the settings defaults of its
+  // kind. They don't fail: a file or asset that cannot be read leaves the sizes it would give absent.
+
+  /// Centred white Arial text, regular weight, font size 0.18.
+  static SceneElement fromText(std::string text);
+  /// A chat overlay with avatars and service badges shown.
+  static SceneElement fromChatTheme(std::optional<ChatLayerTheme> theme);
+  /// A white shape sized for a canvas of `aspect`.
+  static SceneElement fromShape(ShapeElementType shape, AspectRatio aspect);
+  /// Stores `imageData` in the shared asset store under the new id; the layer fills its frame
+  /// (aspectFill) and keeps `imageSize`'s shape on `canvasSize`.
+  static SceneElement fromImageData(std::string_view imageData, Size imageSize, bool isAnimated, Size canvasSize,
+                                    std::optional<std::string> fileName);
+  /// A looping video of the file at `videoURL`, stored in the shared asset store under the new id. Its
+  /// size is the displayed size of the file's first video track (natural size turned by the track's
+  /// transform); without a readable video track the sizes are absent and the layer is 0.25 high.
+  static SceneElement fromVideoURL(const Url& videoURL, Size canvasSize);
+  /// A capture of `type`, sized as an image of `initialSize`.
+  static SceneElement fromCaptureType(const CaptureType& type, std::optional<Size> initialSize, Size canvasSize);
+  /// An image layer that shows the variable `variable` (defined with the scene variables, in
+  /// tav/library/). Its size is the variable's image's, 64 by 64 for "profilePicture", else absent; it
+  /// doesn't lock its aspect ratio.
+  static SceneElement fromVariable(const SceneVariable& variable, Size canvasSize);
+  /// A web page over the whole canvas, with its audio.
+  static SceneElement fromURL(const Url& url);
+  /// A camera at the top left, `size` wide and high.
+  static SceneElement fromDevice(std::optional<std::string> deviceID, bool defaultDevice, double size);
+  /// A camera following the default device: the whole canvas for the primary position, else a small
+  /// picture-in-picture at the lower left.
+  static SceneElement fromPosition(Position position, std::optional<std::string> sourceType);
+  /// A frame (stack) layer.
+  static SceneElement fromFrame(const SceneFrameSettings& frame, SceneElementSettings settings);
 
   const Uuid& id() const { return id_; }
 

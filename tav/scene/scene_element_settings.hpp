@@ -19,6 +19,9 @@
 
 namespace tav {
 
+enum class AspectRatio;
+enum class ShapeElementType;
+
 struct SceneElementSettings {
   /// Left and top edge as a fraction of the canvas, 0 to 1.
   std::optional<double> xPosition;
@@ -72,6 +75,21 @@ struct SceneElementSettings {
   /// A missing stored border colour counts as opaque black, so setting opaque black on it is no
   /// change. Returns whether anything changed.
   bool applyUpdate(const SceneElementSettings& incoming);
+
+  // The settings a new layer of each kind starts from (scene_element_defaults.cpp). All have opacity 1
+  // and isHidden false; isLocked, border, name, layout and mask are absent.
+
+  /// Top left, a quarter of the canvas wide.
+  static SceneElementSettings defaultText();
+  static SceneElementSettings defaultChat();
+  /// Sized by size(shape, aspect); a circle has corner radius 50 (0.5) and keeps its aspect ratio.
+  static SceneElementSettings defaultShape(ShapeElementType shape, AspectRatio aspect);
+  /// A quarter of the canvas wide; as high as keeps `size`'s shape on `canvasSize`, else 0.25.
+  static SceneElementSettings defaultImage(std::optional<Size> size, Size canvasSize);
+  /// The same as defaultImage.
+  static SceneElementSettings defaultCapture(std::optional<Size> size, Size canvasSize) {
+    return defaultImage(size, canvasSize);
+  }
 
   friend bool operator==(const SceneElementSettings&, const SceneElementSettings&) = default;
 };

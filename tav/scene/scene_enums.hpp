@@ -46,6 +46,9 @@ enum class ThumbnailActor { a, b, c, d };
 /// "Actor A" ... "Actor D".
 std::string_view title(ThumbnailActor actor);
 
+/// One of the four actors, picked uniformly at random (new scenes, documents without one).
+ThumbnailActor randomThumbnailActor();
+
 /// One of the two canvases of a dual-output recording.
 enum class CanvasRole { primary, secondary };
 

@@ -9,6 +9,7 @@
 #include "history_commands.hpp"
 #include "library_commands.hpp"
 #include "lut_command.hpp"
+#include "gif_commands.hpp"
 #include "obs_commands.hpp"
 #include "probe_command.hpp"
 #include "profile_commands.hpp"
@@ -35,6 +36,7 @@ int main(int argc, char** argv) {
   addLibraryCommands(app, status);
   addHistoryCommands(app, status);
   addLutCommand(app, status);
+  addGifCommands(app, status);
 
   try {
     app.parse(argc, argv);

@@ -8,6 +8,7 @@
 
 #include "exit_status.hpp"
 #include "input.hpp"
+#include "scene_new_command.hpp"
 #include "scene_tree.hpp"
 #include "tav/contracts/json_coder.hpp"
 #include "tav/scene/scene.hpp"
@@ -196,6 +197,7 @@ void addSceneCommands(CLI::App& app, int& status) {
       status = addFormat(*loaded, addFormatOptions->aspect, addFormatOptions->from);
     }
   });
+  addSceneNewCommand(*scene, status);
 }
 
 }  // namespace tav::tool
