@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "exit_status.hpp"
+#include "nqs_commands.hpp"
 #include "obs_commands.hpp"
 #include "probe_command.hpp"
 #include "profile_commands.hpp"
@@ -23,6 +24,7 @@ int main(int argc, char** argv) {
   addObsCommands(app, status);
   addProfileCommands(app, status);
   addProbeCommand(app, status);
+  addNqsCommands(app, status);
 
   try {
     app.parse(argc, argv);
