@@ -34,7 +34,7 @@ Installed& installed() {
 MainBundle MainBundle::current() {
   Installed& state = installed();
   std::lock_guard lock(state.mutex);
-  if (!state.bundle) state.bundle = MainBundle{"0.0.0", std::nullopt, std::nullopt, {languageFromEnvironment()}};
+  if (!state.bundle) state.bundle = MainBundle{std::nullopt, {languageFromEnvironment()}};
   return *state.bundle;
 }
 

@@ -1,5 +1,6 @@
-// What the host application tells about itself: its version, its release channel and the languages
-// it shows, as requests to the service identify the application.
+// What the host application tells about itself beyond its version (MainBundleInfo in
+// tav/foundation/web_address.hpp): its release channel and the languages it shows, as requests to the
+// service identify the application.
 #pragma once
 
 #include <optional>
@@ -25,14 +26,12 @@ struct EnumTraits<ReleaseChannel> {
 
 /// The host application's particulars. A plain value; the process-wide one is set by the host at start.
 struct MainBundle {
-  std::optional<std::string> version;
-  std::optional<std::string> buildNumber;
   std::optional<ReleaseChannel> releaseChannel;
   /// Languages the application shows, most preferred first ("en", "de").
   std::vector<std::string> preferredLocalizations;
 
-  /// The installed value; until the host installs one: version "0.0.0", no build number, no
-  /// channel, and the language of $LC_ALL, $LC_MESSAGES or $LANG (else "en"). Thread-safe.
+  /// The installed value; until the host installs one: no channel, and the language of $LC_ALL,
+  /// $LC_MESSAGES or $LANG (else "en"). Thread-safe.
   static MainBundle current();
   /// Installs the value current() returns from now on. Thread-safe.
   static void setCurrent(MainBundle bundle);

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tav/contracts/main_bundle.hpp"
+#include "tav/foundation/web_address.hpp"
 #include "tav/platform/curl_requestor.hpp"
 #include "tav/reporting/session_records.hpp"
 #include "tav/testing/loopback_http_server.hpp"
@@ -83,7 +83,7 @@ TEST_F(AppEventReporterTest, SendsEachEventAsOneRequestWithItsPayloadUnderDataOb
   ASSERT_EQ(sent.size(), 3u);
   EXPECT_EQ(sent[0].method, "POST");
   EXPECT_EQ(sent[0].url, "https://nqs.morvane.com/nqs/app_events");
-  EXPECT_EQ(sent[0].headers.value("User-Agent"), "tavo-" + *MainBundle::current().version + "-1-2");
+  EXPECT_EQ(sent[0].headers.value("User-Agent"), "tavo-" + mainBundleInfo().version.value_or("") + "-1-2");
   const JsonValue first = parseJson(sent[0].body, boost::json::storage_ptr());
   const std::string id(first.at("id").as_string());
   const std::string date = iso8601InternetDateTime(kNow);

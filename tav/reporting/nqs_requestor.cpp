@@ -8,6 +8,7 @@
 #include "tav/contracts/main_bundle.hpp"
 #include "tav/foundation/codable_user_default.hpp"
 #include "tav/foundation/digest.hpp"
+#include "tav/foundation/web_address.hpp"
 
 namespace tav {
 namespace {
@@ -56,7 +57,7 @@ URLRequest NQSRequestor::createRequest(std::string_view path, std::string_view m
                                        const std::optional<Body>& body) const {
   URLRequest request = Requestor::createRequest(path, method, query, body);
   const MainBundle bundle = MainBundle::current();
-  request.headers.set("User-Agent", fmt::format("{}-{}-1-{}", applicationName, bundle.version.value_or(""),
+  request.headers.set("User-Agent", fmt::format("{}-{}-1-{}", applicationName, mainBundleInfo().version.value_or(""),
                                                 rawValue(platform())));
   request.headers.set("Mv-Instance", instance_);
   if (!bundle.preferredLocalizations.empty()) request.headers.set("Mv-Language", bundle.preferredLocalizations.front());

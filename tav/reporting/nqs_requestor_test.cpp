@@ -6,6 +6,7 @@
 
 #include "tav/contracts/main_bundle.hpp"
 #include "tav/foundation/digest.hpp"
+#include "tav/foundation/web_address.hpp"
 #include "tav/testing/scripted_request_transport.hpp"
 
 namespace tav {
@@ -23,12 +24,15 @@ class NQSRequestorTest : public ::testing::Test {
     previousDefaults_ = UserDefaults::standard();
     UserDefaults::setStandard(std::make_shared<InMemoryUserDefaults>());
     previousBundle_ = MainBundle::current();
-    MainBundle::setCurrent(MainBundle{"2.4.1", "241", ReleaseChannel::beta, {"de", "en"}});
+    MainBundle::setCurrent(MainBundle{ReleaseChannel::beta, {"de", "en"}});
+    previousInfo_ = mainBundleInfo();
+    setMainBundleInfo(MainBundleInfo{"2.4.1", "241", std::nullopt});
     unsetenv(NQSRequestor::baseURLEnvironmentVariable);
   }
   void TearDown() override {
     UserDefaults::setStandard(previousDefaults_);
     MainBundle::setCurrent(previousBundle_);
+    setMainBundleInfo(previousInfo_);
     unsetenv(NQSRequestor::baseURLEnvironmentVariable);
   }
   URLRequest request(const NQSRequestor& requestor) const {
@@ -41,6 +45,7 @@ class NQSRequestorTest : public ::testing::Test {
  private:
   std::shared_ptr<UserDefaults> previousDefaults_;
   MainBundle previousBundle_;
+  MainBundleInfo previousInfo_;
 };
 
 TEST_F(NQSRequestorTest, SetsEveryIdentifyingHeader) {
@@ -56,7 +61,7 @@ TEST_F(NQSRequestorTest, SetsEveryIdentifyingHeader) {
   EXPECT_FALSE(made.headers.value("Mv-Referrer").has_value());
 
   NQSRequestor::setReferrer("spring-campaign");
-  MainBundle::setCurrent(MainBundle{"2.4.1", std::nullopt, std::nullopt, {"fr"}});
+  MainBundle::setCurrent(MainBundle{std::nullopt, {"fr"}});
   made = request(requestor);
   EXPECT_EQ(made.headers.value("Mv-Referrer"), "spring-campaign");
   EXPECT_FALSE(made.headers.value("Mv-Release-Channel").has_value());

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "exit_status.hpp"
-#include "tav/contracts/main_bundle.hpp"
+#include "tav/foundation/web_address.hpp"
 #include "tav/platform/curl_requestor.hpp"
 #include "tav/reporting/app_event_reporter.hpp"
 
@@ -101,9 +101,9 @@ int exchange(NQSRequestor& requestor, URLRequest request) {
 /// The requestor for the command: the base given on the command line, else the configured one.
 /// Empty when the base is refused (after saying so).
 std::unique_ptr<NQSRequestor> makeRequestor(const NqsOptions& options, std::shared_ptr<RequestTransport> transport) {
-  MainBundle bundle = MainBundle::current();
-  bundle.version = TAV_VERSION;
-  MainBundle::setCurrent(bundle);
+  MainBundleInfo info = mainBundleInfo();
+  if (!info.version) info.version = TAV_VERSION;
+  setMainBundleInfo(info);
   auto requestor = std::make_unique<NQSRequestor>(std::move(transport));
   if (!options.base.empty()) requestor->setAPIBase(Url::parse(options.base));
   if (!requestor->apiBase() || !Requestor::isAcceptableBase(*requestor->apiBase())) {
