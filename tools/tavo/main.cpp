@@ -10,6 +10,7 @@
 #include "library_commands.hpp"
 #include "lut_command.hpp"
 #include "gif_commands.hpp"
+#include "nqs_commands.hpp"
 #include "obs_commands.hpp"
 #include "probe_command.hpp"
 #include "profile_commands.hpp"
@@ -37,6 +38,7 @@ int main(int argc, char** argv) {
   addHistoryCommands(app, status);
   addLutCommand(app, status);
   addGifCommands(app, status);
+  addNqsCommands(app, status);
 
   try {
     app.parse(argc, argv);
