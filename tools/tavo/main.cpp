@@ -7,6 +7,7 @@
 
 #include "exit_status.hpp"
 #include "obs_commands.hpp"
+#include "play_command.hpp"
 #include "probe_command.hpp"
 #include "profile_commands.hpp"
 #include "scene_commands.hpp"
@@ -23,6 +24,7 @@ int main(int argc, char** argv) {
   addObsCommands(app, status);
   addProfileCommands(app, status);
   addProbeCommand(app, status);
+  addPlayCommand(app, status);
 
   try {
     app.parse(argc, argv);
