@@ -33,8 +33,8 @@ struct Image {
 // Defined by the platform library (tavcommon_platform), with FFmpeg's image codecs.
 
 /// The first picture of an image file's bytes (PNG, JPEG, WebP, TIFF, BMP, GIF), converted to RGBA;
-/// absent when the bytes are no picture FFmpeg can read. Never allocates from a declared size that the
-/// bytes do not hold.
+/// absent when the bytes are no picture FFmpeg can read, or declare more than 64 megapixels (refused
+/// before any pixel memory is taken).
 std::optional<Image> decodeImage(std::span<const std::uint8_t> bytes);
 /// The picture as a PNG file's bytes. Throws std::invalid_argument for an empty image.
 std::vector<std::uint8_t> encodePNG(const Image& image);
