@@ -21,6 +21,8 @@ namespace tav {
 /// is destroyed or cancelled, nor after the ObservableValue is destroyed.
 template <class T>
 class ObservableValue {
+  struct State;  // below; named here so that Subscription can hold it (clang needs it declared first)
+
  public:
   using Observer = std::function<void(const T&)>;
 

@@ -358,20 +358,26 @@ TEST(VideoFileController, FilesThatCannotPlayLogTheReasonAndStayUsable) {
     std::filesystem::path file;
     std::string expected;
   };
+  const auto missing = scratch / "missing.mp4";
+  const auto words = scratch.write("not-a-movie.mp4", "plain words, no movie");
   const Case cases[] = {
-      {scratch / "missing.mp4", "Failed to create asset reader: "},
-      {scratch.write("not-a-movie.mp4", "plain words, no movie"), "Failed to create asset reader: "},
+      {missing, "Failed to create asset reader: " + missing.string() + ": No such file or directory"},
+      {words, "Failed to create asset reader: " + words.string() + ": "},
       {audioOnly, "No video track found"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.file.string());
     Harness harness(c.file, Looping::loop);
-    ::testing::internal::CaptureStderr();
+    std::vector<std::string> errors;  // written on the reading queue, read after it has settled
+    Logger::setSink([&](const LogMessage& line) {
+      if (line.label == "VideoFileController" && line.level == LogLevel::error) errors.emplace_back(line.text);
+    });
     harness.controller->start();
     harness.settle();
-    const std::string log = ::testing::internal::GetCapturedStderr();
-    EXPECT_NE(log.find("[VideoFileController] " + c.expected), std::string::npos) << log;
-    EXPECT_NE(log.find("[VideoFileController] Failed to setup asset reader"), std::string::npos) << log;
+    Logger::setSink({});
+    ASSERT_EQ(errors.size(), 2u);
+    EXPECT_EQ(errors[0].rfind(c.expected, 0), 0u) << errors[0];
+    EXPECT_EQ(errors[1], "Failed to setup asset reader");
     EXPECT_FALSE(harness.controller->isRunning());
     EXPECT_FALSE(harness.controller->isReading());
     harness.controller->stop();
