@@ -353,7 +353,12 @@ class FfmpegAssetReader final : public AssetReader {
         demuxEnded_ = true;
         return false;
       }
-      if (result == AVERROR(EAGAIN)) continue;
+      if (result == AVERROR(EAGAIN)) {
+        // Files never ask to be read again for long; a demuxer that keeps asking is given up on.
+        if (++retries_ > 1000) return fail("the file keeps asking to be read again");
+        continue;
+      }
+      retries_ = 0;
       if (result < 0) {
         fail(ffmpegErrorText(result));
         return false;
@@ -404,6 +409,7 @@ class FfmpegAssetReader final : public AssetReader {
   AssetReaderStatus status_ = AssetReaderStatus::unknown;
   std::string error_;
   bool demuxEnded_ = false;
+  int retries_ = 0;
 };
 
 std::optional<CMSampleBuffer> FfmpegOutput::end() {
@@ -507,6 +513,12 @@ std::optional<CMSampleBuffer> FfmpegOutput::convertPicture(const AVFrame& frame,
   if (frame.width <= 0 || frame.height <= 0) return std::nullopt;
   const int width = targetWidth_ > 0 ? targetWidth_ : frame.width;
   const int height = targetHeight_ > 0 ? targetHeight_ : frame.height;
+  // Pictures above 8192 x 8192 (a damaged header, most likely) are not converted.
+  constexpr long long kMaxPixels = 8192LL * 8192LL;
+  if (static_cast<long long>(frame.width) * frame.height > kMaxPixels ||
+      static_cast<long long>(width) * height > kMaxPixels) {
+    return std::nullopt;
+  }
   if (!scaler_ || scalerFormat_ != frame.format || scalerWidth_ != frame.width || scalerHeight_ != frame.height) {
     SwsContextPtr scaler(sws_alloc_context());
     if (!scaler) return std::nullopt;
