@@ -142,6 +142,7 @@ void BM_BounceRealTime(benchmark::State& state) {
     auto counter = std::make_shared<Counter>(CMTime::withSeconds(duration - 4.5, 600));
     auto controller = VideoFileController::create(Url::fileUrl(file), Looping::bounce);
     controller->setDelegate(counter);
+    FrameMemory::resetPeak();  // and again at the first reverse frame
     controller->start();
     controller->seek(duration - 4.0);
     std::this_thread::sleep_for(std::chrono::seconds(14));
