@@ -74,6 +74,72 @@ TEST(VideoFileChunks, ScanFindsEverySyncSampleOfRealFiles) {
             std::vector<CMTime>{kCMTimeZero});
 }
 
+/// An asset whose one video track's stored samples are given by the test (times and sync flags), for
+/// the scan's rules that no encoder produces on demand.
+class ScriptedAsset final : public Asset {
+ public:
+  explicit ScriptedAsset(std::vector<CMSampleBuffer> samples) : samples_(std::move(samples)) {}
+  const Url& url() const override { return url_; }
+  CMTime duration() const override { return CMTime::make(10, 1); }
+  std::vector<AssetTrack> tracksWithMediaType(const MediaStreamType& type) const override {
+    if (!type.isVideo()) return {};
+    return {AssetTrack{}};
+  }
+  std::unique_ptr<AssetReader> makeReader() const override { return std::make_unique<Reader>(samples_); }
+
+ private:
+  struct Output final : AssetReaderOutput {
+    std::vector<CMSampleBuffer> samples;
+    std::size_t next = 0;
+    std::optional<CMSampleBuffer> copyNextSampleBuffer() override {
+      if (next == samples.size()) return std::nullopt;
+      return samples[next++];
+    }
+  };
+  struct Reader final : AssetReader {
+    explicit Reader(std::vector<CMSampleBuffer> samples) : output(std::make_shared<Output>()) {
+      output->samples = std::move(samples);
+    }
+    std::shared_ptr<AssetReaderOutput> makeTrackOutput(const AssetTrack&, const std::optional<MediaSettings>& settings) override {
+      return settings ? nullptr : output;
+    }
+    std::shared_ptr<AssetReaderOutput> makeVideoCompositionOutput(const std::vector<AssetTrack>&, const MediaSettings&,
+                                                                 const VideoComposition&) override {
+      return nullptr;
+    }
+    bool canAddOutput(const AssetReaderOutput&) const override { return true; }
+    void addOutput(const std::shared_ptr<AssetReaderOutput>&) override {}
+    CMTimeRange timeRange() const override { return {}; }
+    void setTimeRange(const CMTimeRange&) override {}
+    bool startReading() override { return true; }
+    void cancelReading() override {}
+    AssetReaderStatus status() const override { return AssetReaderStatus::reading; }
+    std::string error() const override { return {}; }
+    std::shared_ptr<Output> output;
+  };
+  const Url url_ = Url::fileUrl("/scripted.mov");
+  std::vector<CMSampleBuffer> samples_;
+};
+
+CMSampleBuffer storedSample(CMTime presentation, CMTime decode, bool sync) {
+  CMSampleBuffer sample = CMSampleBuffer::compressedSample({}, CMSampleTimingInfo{CMTime::make(1, 30), presentation, decode});
+  sample.setAttachments(CMSampleAttachments{!sync, false});
+  return sample;
+}
+
+TEST(VideoFileChunks, ScanSkipsSamplesWithoutTimesAndStartsAtZero) {
+  // The first sync sample lies at 0.5 s; one sync sample has no decode time, one an infinite time.
+  const ScriptedAsset asset({storedSample(seconds(0.4), seconds(0.4), false),
+                             storedSample(seconds(0.5), seconds(0.5), true),
+                             storedSample(seconds(1.0), kCMTimeInvalid, true),
+                             storedSample(kCMTimePositiveInfinity, seconds(1.2), true),
+                             storedSample(seconds(1.5), seconds(1.4), false),
+                             storedSample(seconds(2.0), seconds(1.9), true)});
+  EXPECT_EQ(scanSyncSamples(asset), (std::vector<CMTime>{kCMTimeZero, seconds(2.0)}));
+  EXPECT_EQ(scanSyncSamples(ScriptedAsset({storedSample(seconds(0.1), seconds(0.1), false)})),
+            std::vector<CMTime>{kCMTimeZero});
+}
+
 TEST(VideoFileChunks, DecodedChunksAreInPresentationOrderWithinTheirRange) {
   testing::ScratchDirectory scratch;
   // B-frames reorder the stored samples; the chunk must still come out in presentation order.
