@@ -10,7 +10,7 @@ struct CMSampleBuffer::Payload {
   std::vector<CMSampleTimingInfo> timings;
   std::int64_t numSamples = 0;
   // Shared between a buffer and its re-timed copies.
-  std::shared_ptr<const std::variant<VideoFrame, AudioBufferData>> media;
+  std::shared_ptr<const std::variant<VideoFrame, AudioBufferData, CompressedSampleData>> media;
 };
 
 namespace {
@@ -70,7 +70,7 @@ CMSampleBuffer CMSampleBuffer::videoFrame(VideoFrame frame, CMTime presentationT
   auto payload = std::make_shared<Payload>();
   payload->timings.push_back(CMSampleTimingInfo{duration, presentationTimeStamp, kCMTimeInvalid});
   payload->numSamples = 1;
-  payload->media = std::make_shared<const std::variant<VideoFrame, AudioBufferData>>(std::move(frame));
+  payload->media = std::make_shared<const std::variant<VideoFrame, AudioBufferData, CompressedSampleData>>(std::move(frame));
   return CMSampleBuffer(std::move(payload));
 }
 
@@ -79,8 +79,21 @@ CMSampleBuffer CMSampleBuffer::audio(AudioBufferData data, CMTime presentationTi
   payload->timings.push_back(
       CMSampleTimingInfo{CMTime::make(1, data.sampleRate), presentationTimeStamp, kCMTimeInvalid});
   payload->numSamples = data.frameCount;
-  payload->media = std::make_shared<const std::variant<VideoFrame, AudioBufferData>>(std::move(data));
+  payload->media = std::make_shared<const std::variant<VideoFrame, AudioBufferData, CompressedSampleData>>(std::move(data));
   return CMSampleBuffer(std::move(payload));
+}
+
+CMSampleBuffer CMSampleBuffer::compressedSample(CompressedSampleData data, CMSampleTimingInfo timing) {
+  auto payload = std::make_shared<Payload>();
+  payload->timings.push_back(timing);
+  payload->numSamples = 1;
+  payload->media =
+      std::make_shared<const std::variant<VideoFrame, AudioBufferData, CompressedSampleData>>(std::move(data));
+  return CMSampleBuffer(std::move(payload));
+}
+
+const CompressedSampleData* CMSampleBuffer::compressedData() const {
+  return _payload ? std::get_if<CompressedSampleData>(_payload->media.get()) : nullptr;
 }
 
 const VideoFrame* CMSampleBuffer::videoFrame() const {
@@ -148,7 +161,9 @@ std::optional<CMSampleBuffer> CMSampleBufferCreateCopyWithNewTiming(const CMSamp
   payload->timings = timings;
   payload->numSamples = buffer.numSamples();
   payload->media = buffer._payload->media;
-  return CMSampleBuffer(std::move(payload));
+  CMSampleBuffer copy(std::move(payload));
+  copy._attachments = buffer._attachments;
+  return copy;
 }
 
 }  // namespace tav

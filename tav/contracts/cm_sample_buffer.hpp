@@ -52,6 +52,22 @@ struct AudioBufferData {
   }
 };
 
+/// The compressed bytes of one sample as a file holds it, handed on without decoding (a passthrough
+/// read). `bytes` keeps them alive.
+struct CompressedSampleData {
+  std::shared_ptr<const std::uint8_t> bytes;
+  std::size_t size = 0;
+};
+
+/// The per-sample flags the platform keeps as sample attachments, of which playback uses two:
+/// `notSync` (the sample is not a sync sample, so decoding cannot start at it) and
+/// `displayImmediately` (show the frame as soon as it arrives, ignoring its time).
+struct CMSampleAttachments {
+  bool notSync = false;
+  bool displayImmediately = false;
+  friend bool operator==(const CMSampleAttachments&, const CMSampleAttachments&) = default;
+};
+
 struct CMSampleTimingInfo {
   CMTime duration = kCMTimeInvalid;
   CMTime presentationTimeStamp = kCMTimeInvalid;
@@ -70,10 +86,17 @@ class CMSampleBuffer {
   /// `data.frameCount` audio samples from `presentationTimeStamp`, one timing entry whose duration is
   /// one sample (1 / sampleRate), so the buffer's duration is frameCount / sampleRate.
   static CMSampleBuffer audio(AudioBufferData data, CMTime presentationTimeStamp);
+  /// One compressed sample with its timing (a passthrough read).
+  static CMSampleBuffer compressedSample(CompressedSampleData data, CMSampleTimingInfo timing);
 
   bool isEmpty() const { return _payload == nullptr; }
   const VideoFrame* videoFrame() const;
   const AudioBufferData* audioData() const;
+  const CompressedSampleData* compressedData() const;
+  /// The attachments of this handle. They belong to the handle, not to the shared payload: copies
+  /// made before a change keep what they had.
+  const CMSampleAttachments& attachments() const { return _attachments; }
+  void setAttachments(CMSampleAttachments attachments) { _attachments = attachments; }
   const std::vector<CMSampleTimingInfo>& timings() const;
   std::int64_t numSamples() const;
 
@@ -84,6 +107,7 @@ class CMSampleBuffer {
       const CMSampleBuffer&, const std::vector<CMSampleTimingInfo>&);
 
   std::shared_ptr<const Payload> _payload;
+  CMSampleAttachments _attachments;
 };
 
 /// The first sample's presentation time; invalid for a buffer without timing.
@@ -98,7 +122,7 @@ std::int64_t CMSampleBufferGetNumSamples(const CMSampleBuffer& buffer);
 std::optional<std::vector<CMSampleTimingInfo>> CMSampleBufferGetSampleTimingInfoArray(const CMSampleBuffer& buffer);
 /// A copy sharing the payload and timing.
 CMSampleBuffer CMSampleBufferCreateCopy(const CMSampleBuffer& buffer);
-/// A copy sharing the payload with `timings` in place of the original's. Refused (absent) when the count
+/// A copy sharing the payload and attachments with `timings` in place of the original's. Refused (absent) when the count
 /// of entries is neither 1 nor the buffer's sample count, or the buffer is empty.
 std::optional<CMSampleBuffer> CMSampleBufferCreateCopyWithNewTiming(const CMSampleBuffer& buffer,
                                                                     const std::vector<CMSampleTimingInfo>& timings);

@@ -1,4 +1,5 @@
-// Plane geometry in doubles, as layers are placed: points, sizes and axis-aligned rectangles.
+// Plane geometry in doubles, as layers are placed: points, sizes, axis-aligned rectangles and the
+// affine transforms a video track carries for its display orientation.
 #pragma once
 
 #include <algorithm>
@@ -38,5 +39,23 @@ struct Rect {
 
   friend bool operator==(const Rect&, const Rect&) = default;
 };
+
+/// The affine map (x, y) -> (a*x + c*y + tx, b*x + d*y + ty); the default is the identity.
+struct AffineTransform {
+  double a = 1;
+  double b = 0;
+  double c = 0;
+  double d = 1;
+  double tx = 0;
+  double ty = 0;
+  friend bool operator==(const AffineTransform&, const AffineTransform&) = default;
+};
+
+/// `size` mapped by the linear part of `transform` (translation plays no part in a size); the
+/// result's components may be negative, as the platform's are.
+inline Size applying(Size size, const AffineTransform& transform) {
+  return Size{transform.a * size.width + transform.c * size.height,
+              transform.b * size.width + transform.d * size.height};
+}
 
 }  // namespace tav

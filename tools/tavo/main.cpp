@@ -12,6 +12,7 @@
 #include "gif_commands.hpp"
 #include "nqs_commands.hpp"
 #include "obs_commands.hpp"
+#include "play_command.hpp"
 #include "probe_command.hpp"
 #include "profile_commands.hpp"
 #include "record_command.hpp"
@@ -39,6 +40,7 @@ int main(int argc, char** argv) {
   addLutCommand(app, status);
   addGifCommands(app, status);
   addNqsCommands(app, status);
+  addPlayCommand(app, status);
 
   try {
     app.parse(argc, argv);
