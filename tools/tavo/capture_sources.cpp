@@ -96,15 +96,15 @@ bool isLive(const AVInputFormat* format) {
 
 class FfmpegCaptureSource final : public ThreadedSource {
  public:
-  explicit FfmpegCaptureSource(const CaptureSourceSpec& spec) : name_(spec.name), url_(spec.url) {
+  explicit FfmpegCaptureSource(const CaptureSourceSpec& sourceSpec) : name_(sourceSpec.name), url_(sourceSpec.url) {
     avdevice_register_all();
-    std::string input = spec.url;
+    std::string input = sourceSpec.url;
     const AVInputFormat* format = nullptr;
-    if (const auto colon = spec.url.find(':'); colon != std::string::npos && colon > 1) {
+    if (const auto colon = sourceSpec.url.find(':'); colon != std::string::npos && colon > 1) {
       // "FORMAT:INPUT" when FORMAT names an input format FFmpeg has; a path otherwise.
-      if (const AVInputFormat* named = av_find_input_format(spec.url.substr(0, colon).c_str())) {
+      if (const AVInputFormat* named = av_find_input_format(sourceSpec.url.substr(0, colon).c_str())) {
         format = named;
-        input = spec.url.substr(colon + 1);
+        input = sourceSpec.url.substr(colon + 1);
       }
     }
     live_ = format != nullptr && isLive(format);
@@ -263,8 +263,8 @@ std::optional<CaptureSourceSpec> CaptureSourceSpec::parse(std::string_view text)
   return CaptureSourceSpec{std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))};
 }
 
-std::unique_ptr<CaptureSource> openCaptureSource(const CaptureSourceSpec& spec) {
-  return std::make_unique<FfmpegCaptureSource>(spec);
+std::unique_ptr<CaptureSource> openCaptureSource(const CaptureSourceSpec& sourceSpec) {
+  return std::make_unique<FfmpegCaptureSource>(sourceSpec);
 }
 
 std::vector<std::unique_ptr<CaptureSource>> syntheticCaptureSources(double seconds, int width, int height) {

@@ -54,12 +54,12 @@ class CaptureSource {
   virtual bool isFinished() const = 0;
 };
 
-/// Opens `spec.url` with FFmpeg (libavdevice formats registered). Files and lavfi graphs are paced in
+/// Opens `sourceSpec.url` with FFmpeg (libavdevice formats registered). Files and lavfi graphs are paced in
 /// real time and stamped with their own stream times (their clocks start at zero, unrelated to the
 /// host's); devices deliver at their own pace with the timestamps their driver gives. Video arrives as
 /// NV12, audio as 32-bit float planar at the input's rate. Throws std::runtime_error naming the URL
 /// when it cannot be opened or holds neither video nor audio.
-std::unique_ptr<CaptureSource> openCaptureSource(const CaptureSourceSpec& spec);
+std::unique_ptr<CaptureSource> openCaptureSource(const CaptureSourceSpec& sourceSpec);
 
 /// The sync-check sources (white flash and 1 kHz beep once a second at the same host instant),
 /// paced in real time on the host clock for `seconds`, each stamping with its own awkward clock: one

@@ -59,11 +59,11 @@ SceneElement imageLayer(const std::string& file, Size canvas) {
 
 /// One layer from "KIND", "KIND=ARG" or "KIND ARG".
 SceneElement makeLayer(const std::vector<std::string>& words, AspectRatio aspect) {
-  const std::string& spec = words.at(0);
-  const std::size_t equals = spec.find('=');
-  const std::string kind = spec.substr(0, equals);
+  const std::string& kindText = words.at(0);
+  const std::size_t equals = kindText.find('=');
+  const std::string kind = kindText.substr(0, equals);
   std::optional<std::string> argument;
-  if (equals != std::string::npos) argument = spec.substr(equals + 1);
+  if (equals != std::string::npos) argument = kindText.substr(equals + 1);
   if (words.size() > 1) {
     if (argument || words.size() > 2) throw LayerError{"--add " + kind + " takes one argument", kUsage};
     argument = words[1];

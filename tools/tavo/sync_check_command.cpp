@@ -130,14 +130,14 @@ void addSyncCheckCommand(CLI::App& app, int& status) {
       }
       std::vector<std::unique_ptr<CaptureSource>> sources;
       for (const std::string& text : options->sources) {
-        const std::optional<CaptureSourceSpec> spec = CaptureSourceSpec::parse(text);
-        if (!spec) {
+        const std::optional<CaptureSourceSpec> sourceSpec = CaptureSourceSpec::parse(text);
+        if (!sourceSpec) {
           std::cerr << "tavo: --source " << text << ": expected NAME=URL\n";
           status = kUsage;
           return;
         }
         try {
-          sources.push_back(openCaptureSource(*spec));
+          sources.push_back(openCaptureSource(*sourceSpec));
         } catch (const std::exception& error) {
           std::cerr << "tavo: " << error.what() << '\n';
           status = kNoInput;
