@@ -1,0 +1,66 @@
+#!/usr/bin/env bash
+# End-to-end checks of `tavo record --source/--isolated`: two lavfi sources composed on the canvas and
+# each recorded to its own file in the session folder, read back with `tavo probe` and `tavo sync-check`;
+# the synthetic sources when no --source is given; and the refusals of bad sources.
+# Usage: record_sources_cli_test.sh TAVO DATA_DIR
+set -u
+tavo="$1"
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+passed=0
+failed=0
+
+check() {  # check NAME EXPECTED_STATUS ACTUAL_STATUS [CONDITION...]
+  local name="$1" expected="$2" actual="$3"
+  shift 3
+  if [[ "$actual" == "$expected" ]] && "$@"; then
+    passed=$((passed + 1))
+  else
+    failed=$((failed + 1))
+    echo "FAIL: $name (status $actual, expected $expected)"
+    sed 's/^/  stderr: /' "$work/err" | head -5
+  fi
+}
+run() { "$tavo" "$@" >"$work/out" 2>"$work/err"; }
+out_has() { grep -qF -- "$1" "$work/out"; }
+err_has() { grep -qF -- "$1" "$work/err"; }
+probe_has() { "$tavo" probe "$1" | grep -qF -- "$2"; }
+
+mkdir -p "$work/lavfi" "$work/synthetic"
+
+run record --seconds 3 --source "cam=lavfi:testsrc2=size=320x240:rate=30" \
+  --source "mic=lavfi:sine=frequency=440" --isolated --size 640x360 --out "$work/lavfi" --json
+status=$?
+canvas="$(sed -n 's/.*"path":"\([^"]*\)".*/\1/p' "$work/out")"
+session="$(dirname "$canvas")"
+check "the run saves the canvas" 0 $status test -f "$canvas"
+check "the isolated files are reported" 0 0 out_has "\"isolatedPaths\":[\"$session/cam.mov\",\"$session/mic.m4a\"]"
+check "the canvas is the grid's size" 0 0 probe_has "$canvas" '"width":640,"height":360'
+check "the canvas carries the mixed audio" 0 0 probe_has "$canvas" '"mediaType":"audio"'
+check "the camera has its own video file" 0 0 probe_has "$session/cam.mov" '"width":320,"height":240'
+check "the microphone has its own audio file" 0 0 probe_has "$session/mic.m4a" '"mediaType":"audio"'
+check "the microphone file has no video" 0 0 bash -c "! \"$tavo\" probe \"$session/mic.m4a\" | grep -qF '\"mediaType\":\"video\"'"
+
+run sync-check "$session"
+check "sync-check reads the session folder" 0 $? out_has "\"file\":\"$session/cam.mov\""
+check "sync-check sees the canvas too" 0 0 out_has "\"file\":\"$canvas\""
+
+run record --seconds 2 --isolated --size 320x180 --out "$work/synthetic"
+status=$?
+check "without --source the synthetic sources are recorded" 0 $status out_has "/Offset.mov"
+synthetic="$(dirname "$(head -1 "$work/out")")"
+check "each synthetic source has its file" 0 0 test -f "$synthetic/Jump.mov" -a -f "$synthetic/Restart.mov" \
+  -a -f "$synthetic/Voice.m4a"
+check "a synthetic source is recorded at its cell's size" 0 0 probe_has "$synthetic/Jump.mov" '"width":160,"height":90'
+
+run record --seconds 1 --source "no-url"
+check "a source without a URL is a usage error" 64 $? err_has "--source no-url: expected NAME=URL"
+run record --seconds 1 --source "a=lavfi:sine" --source "a=lavfi:testsrc2"
+check "a name given twice is a usage error" 64 $? err_has 'the name "a" is given twice'
+before="$(find "$work" -name '*.mov' | wc -l)"
+run record --seconds 1 --source "gone=$work/missing.mov" --out "$work"
+check "a source that cannot be opened names its URL" 66 $? err_has "$work/missing.mov"
+check "and leaves no file behind" 0 0 test "$(find "$work" -name '*.mov' | wc -l)" -eq "$before"
+
+echo "record sources: $passed passed, $failed failed"
+[[ $failed -eq 0 ]]
