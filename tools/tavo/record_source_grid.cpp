@@ -58,6 +58,58 @@ std::optional<Rect> fitted(Rect cell, int pictureWidth, int pictureHeight) {
   return Rect{cell.x + evenFloor((cell.width - w) / 2), cell.y + evenFloor((cell.height - h) / 2), w, h};
 }
 
+/// `value` rounded up to a multiple of `alignment` (a power of two).
+std::size_t alignedUp(std::size_t value, std::size_t alignment) { return (value + alignment - 1) & ~(alignment - 1); }
+
+/// A picture of one cell as libswscale writes it: planar YUV 4:2:0 with every plane and row starting on
+/// a 64-byte boundary. Scaling straight into the canvas at a cell's offset would hand libswscale rows
+/// and strides that are not aligned, which some of its SIMD paths mis-write at the cell's left edge.
+class CellPicture {
+ public:
+  static constexpr std::size_t kAlignment = 64;
+
+  void resize(int width, int height) {
+    width_ = width;
+    height_ = height;
+    lumaStride_ = alignedUp(static_cast<std::size_t>(width), kAlignment);
+    chromaStride_ = alignedUp(static_cast<std::size_t>(width / 2), kAlignment);
+    lumaBytes_ = lumaStride_ * static_cast<std::size_t>(height);
+    chromaBytes_ = chromaStride_ * static_cast<std::size_t>(height / 2);
+    storage_.resize(lumaBytes_ + 2 * chromaBytes_ + kAlignment);
+  }
+  std::uint8_t* plane(int index) {
+    const auto address = reinterpret_cast<std::uintptr_t>(storage_.data());
+    std::uint8_t* base = storage_.data() + (alignedUp(address, kAlignment) - address);
+    if (index == 0) return base;
+    return base + lumaBytes_ + (index == 2 ? chromaBytes_ : 0);
+  }
+  int stride(int index) const { return static_cast<int>(index == 0 ? lumaStride_ : chromaStride_); }
+
+  /// Copies the picture into a packed YUV 4:2:0 canvas of `canvasWidth` at (x, y), both even.
+  void copyInto(std::uint8_t* canvas, int canvasWidth, int canvasHeight, int x, int y) {
+    std::uint8_t* cb = canvas + static_cast<std::ptrdiff_t>(canvasWidth) * canvasHeight;
+    std::uint8_t* cr = cb + static_cast<std::ptrdiff_t>(canvasWidth / 2) * (canvasHeight / 2);
+    for (int row = 0; row < height_; ++row) {
+      std::memcpy(canvas + static_cast<std::ptrdiff_t>(y + row) * canvasWidth + x,
+                  plane(0) + static_cast<std::ptrdiff_t>(row) * stride(0), static_cast<std::size_t>(width_));
+    }
+    for (int row = 0; row < height_ / 2; ++row) {
+      const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(y / 2 + row) * (canvasWidth / 2) + x / 2;
+      std::memcpy(cb + at, plane(1) + static_cast<std::ptrdiff_t>(row) * stride(1), static_cast<std::size_t>(width_ / 2));
+      std::memcpy(cr + at, plane(2) + static_cast<std::ptrdiff_t>(row) * stride(2), static_cast<std::size_t>(width_ / 2));
+    }
+  }
+
+ private:
+  int width_ = 0;
+  int height_ = 0;
+  std::size_t lumaStride_ = 0;
+  std::size_t chromaStride_ = 0;
+  std::size_t lumaBytes_ = 0;
+  std::size_t chromaBytes_ = 0;
+  std::vector<std::uint8_t> storage_;
+};
+
 std::optional<AVPixelFormat> ffmpegFormat(PixelFormat format) {
   switch (format) {
     case PixelFormat::nv12: return AV_PIX_FMT_NV12;
@@ -86,6 +138,7 @@ struct SourceGridRenderer::SourceSlot {
 struct SourceGridRenderer::CanvasScalers {
   std::mutex mutex;
   std::vector<SwsContextPtr> perCell;
+  std::vector<CellPicture> pictures;
 };
 
 SourceGridRenderer::SourceGridRenderer(const std::vector<std::unique_ptr<CaptureSource>>& sources,
@@ -102,8 +155,10 @@ SourceGridRenderer::SourceGridRenderer(const std::vector<std::unique_ptr<Capture
     if (slot->hasVideo) cells_.push_back(slot.get());
     slots_.push_back(std::move(slot));
   }
-  primaryScalers_->perCell.resize(cells_.size());
-  secondaryScalers_->perCell.resize(cells_.size());
+  for (CanvasScalers* scalers : {primaryScalers_.get(), secondaryScalers_.get()}) {
+    scalers->perCell.resize(cells_.size());
+    scalers->pictures.resize(cells_.size());
+  }
 }
 
 SourceGridRenderer::~SourceGridRenderer() = default;
@@ -178,11 +233,9 @@ CMSampleBuffer SourceGridRenderer::renderVideo(CanvasRole role, std::int64_t, CM
   const std::size_t bytes = VideoFrame::packedSize(PixelFormat::yuv420p, w, h);
   std::shared_ptr<std::uint8_t> data(new std::uint8_t[bytes], std::default_delete<std::uint8_t[]>());
   std::uint8_t* luma = data.get();
-  std::uint8_t* cb = luma + static_cast<std::ptrdiff_t>(w) * h;
-  std::uint8_t* cr = cb + static_cast<std::ptrdiff_t>(w / 2) * (h / 2);
   const auto lumaBytes = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
   std::memset(luma, kBlackLuma, lumaBytes);
-  std::memset(cb, kNeutralChroma, bytes - lumaBytes);
+  std::memset(luma + lumaBytes, kNeutralChroma, bytes - lumaBytes);  // both chroma planes
 
   // Handles to the latest pictures first, so that no source lock is held while scaling.
   std::vector<CMSampleBuffer> latest(cells_.size());
@@ -204,11 +257,14 @@ CMSampleBuffer SourceGridRenderer::renderVideo(CanvasRole role, std::int64_t, CM
     if (!scaler) continue;
     const std::uint8_t* source[4] = {frame->planes[0], frame->planes[1], frame->planes[2], nullptr};
     const int sourceStrides[4] = {frame->strides[0], frame->strides[1], frame->strides[2], 0};
-    const std::ptrdiff_t chromaOffset = static_cast<std::ptrdiff_t>(place->y / 2) * (w / 2) + place->x / 2;
-    std::uint8_t* target[4] = {luma + static_cast<std::ptrdiff_t>(place->y) * w + place->x, cb + chromaOffset,
-                               cr + chromaOffset, nullptr};
-    const int targetStrides[4] = {w, w / 2, w / 2, 0};
-    sws_scale(scaler.get(), source, sourceStrides, 0, frame->height, target, targetStrides);
+    CellPicture& picture = scalers.pictures[i];
+    picture.resize(place->width, place->height);
+    std::uint8_t* target[4] = {picture.plane(0), picture.plane(1), picture.plane(2), nullptr};
+    const int targetStrides[4] = {picture.stride(0), picture.stride(1), picture.stride(2), 0};
+    if (sws_scale(scaler.get(), source, sourceStrides, 0, frame->height, target, targetStrides) != place->height) {
+      continue;
+    }
+    picture.copyInto(luma, w, h, place->x, place->y);
   }
 
   std::shared_ptr<const std::uint8_t> shared = data;
