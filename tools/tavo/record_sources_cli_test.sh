@@ -45,13 +45,25 @@ run sync-check "$session"
 check "sync-check reads the session folder" 0 $? out_has "\"file\":\"$session/cam.mov\""
 check "sync-check sees the canvas too" 0 0 out_has "\"file\":\"$canvas\""
 
-run record --seconds 2 --isolated --size 320x180 --out "$work/synthetic"
+run record --seconds 4 --isolated --size 320x180 --pause-at 2 --resume-at 2.5 --out "$work/synthetic"
 status=$?
 check "without --source the synthetic sources are recorded" 0 $status out_has "/Offset.mov"
 synthetic="$(dirname "$(head -1 "$work/out")")"
 check "each synthetic source has its file" 0 0 test -f "$synthetic/Jump.mov" -a -f "$synthetic/Restart.mov" \
   -a -f "$synthetic/Voice.m4a"
 check "a synthetic source is recorded at its cell's size" 0 0 probe_has "$synthetic/Jump.mov" '"width":160,"height":90'
+# The sources flash together once a host second, each stamping on a clock of its own. Their files line
+# up to within a frame, and the half-second pause is cut from them: two flashes are not a whole second
+# apart. (Not "inSync": a pause that cuts through a beep leaves a partial beep that pairs badly.)
+run sync-check "$synthetic/Offset.mov" "$synthetic/Jump.mov" "$synthetic/Restart.mov" "$synthetic/Voice.m4a"
+status=$?
+max_offset="$(sed -n 's/.*"maxOffset":\([-0-9.e]*\).*/\1/p' "$work/out")"
+flashes="$(sed -n 's/.*Offset.mov","hasVideo":true,"hasAudio":true,"flashes":\[\([^]]*\)\].*/\1/p' "$work/out")"
+check "the synthetic files line up across sources" 0 $status awk -v m="$max_offset" 'BEGIN { exit !(m != "" && m <= 1 / 30) }'
+check "the pause is cut from the isolated files" 0 0 awk -v f="$flashes" 'BEGIN {
+  n = split(f, t, ","); cut = 0
+  for (i = 2; i <= n; ++i) { gap = t[i] - t[i - 1]; if (gap - int(gap + 0.5) > 0.2 || int(gap + 0.5) - gap > 0.2) cut = 1 }
+  exit !cut }'
 
 run record --seconds 1 --source "no-url"
 check "a source without a URL is a usage error" 64 $? err_has "--source no-url: expected NAME=URL"
