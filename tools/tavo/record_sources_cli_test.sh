@@ -65,6 +65,22 @@ check "the pause is cut from the isolated files" 0 0 awk -v f="$flashes" 'BEGIN 
   for (i = 2; i <= n; ++i) { gap = t[i] - t[i - 1]; if (gap - int(gap + 0.5) > 0.2 || int(gap + 0.5) - gap > 0.2) cut = 1 }
   exit !cut }'
 
+mkdir -p "$work/term"
+"$tavo" record --seconds 30 --size 160x90 --isolated --source "bars=lavfi:testsrc2=size=160x120:rate=30" \
+  --out "$work/term" >"$work/out" 2>"$work/err" &
+pid=$!
+# Stop once the source's own file has been started, however slow the build.
+for _ in $(seq 200); do
+  compgen -G "$work/term/*/bars.mov" >/dev/null && break
+  sleep 0.1
+done
+sleep 0.5
+kill -TERM "$pid"
+wait "$pid"
+status=$?
+check "SIGTERM finishes the canvas and the isolated file" 0 $status out_has "/bars.mov"
+check "and the isolated file has media" 0 0 probe_has "$(grep -F /bars.mov "$work/out")" '"mediaType":"video"'
+
 run record --seconds 1 --source "no-url"
 check "a source without a URL is a usage error" 64 $? err_has "--source no-url: expected NAME=URL"
 run record --seconds 1 --source "a=lavfi:sine" --source "a=lavfi:testsrc2"
