@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # End-to-end checks of `tavo record --source/--isolated`: two lavfi sources composed on the canvas and
 # each recorded to its own file in the session folder, read back with `tavo probe` and `tavo sync-check`;
-# the synthetic sources when no --source is given; and the refusals of bad sources.
+# a file source that ends the run; the synthetic sources when no --source is given, lined up and with the
+# pause cut out; a stop by SIGTERM that finishes every file; and the refusals of bad sources. About 15 s.
 # Usage: record_sources_cli_test.sh TAVO DATA_DIR
 set -u
 tavo="$1"
@@ -44,6 +45,14 @@ check "the microphone file has no video" 0 0 bash -c "! \"$tavo\" probe \"$sessi
 run sync-check "$session"
 check "sync-check reads the session folder" 0 $? out_has "\"file\":\"$session/cam.mov\""
 check "sync-check sees the canvas too" 0 0 out_has "\"file\":\"$canvas\""
+
+# A file is a source too; without --isolated the run saves the composed canvas alone, and it stops when
+# its only source has played out rather than after the 20 seconds asked for.
+mkdir -p "$work/file"
+run record --seconds 20 --size 320x180 --source "clip=$canvas" --out "$work/file" --json
+check "a file source is composed and ends the run" 0 $? err_has "every source has ended"
+check "without --isolated only the canvas is saved" 0 0 bash -c "! grep -qF isolatedPaths \"$work/out\" &&
+  test \"\$(find \"$work/file\" -name '*.mov' | wc -l)\" -eq 1"
 
 run record --seconds 4 --isolated --size 320x180 --pause-at 2 --resume-at 2.5 --out "$work/synthetic"
 status=$?
