@@ -179,14 +179,14 @@ int exitStatusFor(const std::exception& error) {
 int openSources(const RecordArguments& args, std::vector<std::unique_ptr<CaptureSource>>& sources) {
   std::set<std::string> names;
   for (const std::string& text : args.sources) {
-    const std::optional<CaptureSourceSpec> spec = CaptureSourceSpec::parse(text);
-    if (!spec) {
+    const std::optional<CaptureSourceSpec> sourceSpec = CaptureSourceSpec::parse(text);
+    if (!sourceSpec) {
       std::cerr << "tavo: --source " << text << ": expected NAME=URL, such as cam=lavfi:testsrc2 or mic=pulse:default\n";
       return kUsage;
     }
     // The name keys the source's isolated file: two sources of one name would share it.
-    if (!names.insert(spec->name).second) {
-      std::cerr << "tavo: --source " << text << ": the name \"" << spec->name << "\" is given twice\n";
+    if (!names.insert(sourceSpec->name).second) {
+      std::cerr << "tavo: --source " << text << ": the name \"" << sourceSpec->name << "\" is given twice\n";
       return kUsage;
     }
   }

@@ -42,7 +42,7 @@ Rect cellRect(CanvasSize canvas, std::size_t index, std::size_t count) {
   return {x0, y0, x1 - x0, y1 - y0};
 }
 
-/// The largest even-sized rectangle of the picture's aspect ratio inside `cell`, centred; absent when
+/// The largest even-sized rectangle of the picture's proportions inside `cell`, centred; absent when
 /// it would be smaller than 2x2.
 std::optional<Rect> fitted(Rect cell, int pictureWidth, int pictureHeight) {
   if (pictureWidth <= 0 || pictureHeight <= 0) return std::nullopt;

@@ -17,7 +17,7 @@ namespace tav::tool {
 /// A CanvasRenderer over capture sources.
 ///
 /// Video: the sources with video, in the order given, each in a cell of a grid of ceil(sqrt(n)) columns,
-/// scaled with libswscale to fit its cell with its aspect ratio kept; black around it, and a whole black
+/// scaled with libswscale to fit its cell with its proportions kept; black around it, and a whole black
 /// cell while the source has delivered nothing. Canvases are planar YUV 4:2:0, as the test pattern's.
 ///
 /// Audio: a mix. Each source's audio is converted (libswresample) to 32-bit float stereo at the canvas
