@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # End-to-end checks of `tavo record --source/--isolated`: two lavfi sources composed on the canvas and
 # each recorded to its own file in the session folder, read back with `tavo probe` and `tavo sync-check`;
-# a file source that ends the run; the synthetic sources when no --source is given, lined up and with the
-# pause cut out; a stop by SIGTERM that finishes every file; and the refusals of bad sources. About 15 s.
+# a canvas whose picture and sound are the sources'; a file source that ends the run; the synthetic
+# sources when no --source is given, lined up and with the pause cut out; a stop by SIGTERM that
+# finishes every file; and the refusals of bad sources. About 20 s.
 # Usage: record_sources_cli_test.sh TAVO DATA_DIR
 set -u
 tavo="$1"
@@ -45,6 +46,17 @@ check "the microphone file has no video" 0 0 bash -c "! \"$tavo\" probe \"$sessi
 run sync-check "$session"
 check "sync-check reads the session folder" 0 $? out_has "\"file\":\"$session/cam.mov\""
 check "sync-check sees the canvas too" 0 0 out_has "\"file\":\"$canvas\""
+
+# What the canvas shows and plays is the sources': a lone source of the canvas's proportions fills it, so
+# its white flash once a second is a flash of the canvas, and the beep of the second source is in the mix.
+mkdir -p "$work/marks"
+run record --seconds 2.5 --size 320x180 --out "$work/marks" \
+  --source "flash=lavfi:color=c=black:s=320x180:r=30,drawbox=c=white:t=fill:enable='lt(mod(t,1),0.1)'" \
+  --source "beep=lavfi:sine=frequency=1000:beep_factor=1"
+marks="$(head -1 "$work/out")"
+run sync-check "$marks"
+check "the grid draws the source's picture on the canvas" 0 $? grep -qE '"flashes":\[[^],]+,[^]]+\]' "$work/out"
+check "the mix carries the source's audio" 0 0 grep -qE '"beeps":\[[^],]+,[^]]+\]' "$work/out"
 
 # A file is a source too; without --isolated the run saves the composed canvas alone, and it stops when
 # its only source has played out rather than after the 20 seconds asked for.
