@@ -199,6 +199,8 @@ void SourceGridRenderer::queueAudio(SourceSlot& slot, const CMSampleBuffer& buff
     SwrContext* made = nullptr;
     const int result = swr_alloc_set_opts2(&made, &output, AV_SAMPLE_FMT_FLTP, sampleRate_, &input, AV_SAMPLE_FMT_FLTP,
                                            data->sampleRate, 0, nullptr);
+    av_channel_layout_uninit(&input);
+    av_channel_layout_uninit(&output);
     SwrContextPtr resampler(made);
     if (result < 0 || swr_init(resampler.get()) < 0) return;
     slot.resampler = std::move(resampler);
