@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <set>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -18,11 +20,14 @@
 
 #include <fmt/format.h>
 
+#include "capture_sources.hpp"
 #include "exit_status.hpp"
 #include "record_loop.hpp"
+#include "record_source_grid.hpp"
 #include "record_test_pattern.hpp"
 #include "tav/contracts/json_writer.hpp"
 #include "tav/platform/ffmpeg_movie_probe.hpp"
+#include "tav/recording/isolated_recording_coordinator.hpp"
 #include "tav/recording/recording_location_handler.hpp"
 #include "tav/recording/recording_video_settings.hpp"
 #include "tav/recording/video_recorder_error.hpp"
@@ -39,6 +44,8 @@ struct RecordArguments {
   std::vector<double> resumeAt;
   std::string out = ".";
   bool json = false;
+  std::vector<std::string> sources;  ///< NAME=URL
+  bool isolated = false;
 };
 
 // Set from the signal handler; the producers and the progress loop watch it.
@@ -133,8 +140,9 @@ FrameTotals totals(const TavoRecorder& recorder) {
   return result;
 }
 
-/// The finish notification's user info as one JSON object, keys in the notification's order.
-std::string finishJson(const Notification& finished) {
+/// The finish notification's user info as one JSON object, keys in the notification's order, then the
+/// isolated files when the run recorded them.
+std::string finishJson(const Notification& finished, const std::optional<std::vector<std::string>>& isolatedPaths) {
   std::string out;
   JsonWriter w(out);
   w.beginObject();
@@ -147,6 +155,12 @@ std::string finishJson(const Notification& finished) {
   w.field("failedCount", *finished.info<int>("failedCount"));
   w.field("locationTitle", *finished.info<std::string>("locationTitle"));
   w.field("length", *finished.info<double>("length"));
+  if (isolatedPaths) {
+    w.key("isolatedPaths");
+    w.beginArray();
+    for (const auto& path : *isolatedPaths) w.string(path);
+    w.endArray();
+  }
   w.endObject();
   return out;
 }
@@ -159,6 +173,66 @@ int exitStatusFor(const std::exception& error) {
     }
   }
   return kSoftware;
+}
+
+/// Opens every --source, in order. A status other than kSuccess (with its message printed) on error.
+int openSources(const RecordArguments& args, std::vector<std::unique_ptr<CaptureSource>>& sources) {
+  std::set<std::string> names;
+  for (const std::string& text : args.sources) {
+    const std::optional<CaptureSourceSpec> sourceSpec = CaptureSourceSpec::parse(text);
+    if (!sourceSpec) {
+      std::cerr << "tavo: --source " << text << ": expected NAME=URL, such as cam=lavfi:testsrc2 or mic=pulse:default\n";
+      return kUsage;
+    }
+    // The name keys the source's isolated file: two sources of one name would share it.
+    if (!names.insert(sourceSpec->name).second) {
+      std::cerr << "tavo: --source " << text << ": the name \"" << sourceSpec->name << "\" is given twice\n";
+      return kUsage;
+    }
+  }
+  for (const std::string& text : args.sources) {
+    try {
+      sources.push_back(openCaptureSource(*CaptureSourceSpec::parse(text)));
+    } catch (const std::exception& error) {
+      std::cerr << "tavo: " << error.what() << '\n';
+      return kNoInput;
+    }
+  }
+  return kSuccess;
+}
+
+/// Stops the sources it watches when it goes out of scope, so that no source delivers into a renderer
+/// or coordinator that is gone, whichever way the run ends.
+class SourcesRunning {
+ public:
+  explicit SourcesRunning(std::vector<std::unique_ptr<CaptureSource>>& sources) : sources_(sources) {}
+  ~SourcesRunning() { stop(); }
+  SourcesRunning(const SourcesRunning&) = delete;
+  SourcesRunning& operator=(const SourcesRunning&) = delete;
+  void stop() {
+    for (auto& source : sources_) source->stop();
+  }
+  bool allFinished() const {
+    return std::all_of(sources_.begin(), sources_.end(), [](const auto& source) { return source->isFinished(); });
+  }
+
+ private:
+  std::vector<std::unique_ptr<CaptureSource>>& sources_;
+};
+
+/// The recordings in `folder` (".mov", ".m4a") that are not among `canvasFiles`, sorted: the isolated
+/// files of a session folder.
+std::vector<std::string> isolatedFiles(const std::filesystem::path& folder, const std::set<std::string>& canvasFiles) {
+  std::vector<std::string> found;
+  std::error_code error;
+  for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+    const std::filesystem::path& path = it->path();
+    const std::string extension = path.extension().string();
+    if (path.filename().string().starts_with('.') || (extension != ".mov" && extension != ".m4a")) continue;
+    if (canvasFiles.count(path.string()) == 0) found.push_back(path.string());
+  }
+  std::sort(found.begin(), found.end());
+  return found;
 }
 
 int record(const RecordArguments& args) {
@@ -185,12 +259,19 @@ int record(const RecordArguments& args) {
     std::cerr << "tavo: " << args.out << ": not a folder\n";
     return kNoInput;
   }
+  // Opened before the recording starts, so that a source that cannot be read leaves no file behind.
+  std::vector<std::unique_ptr<CaptureSource>> sources;
+  if (const int status = openSources(args, sources); status != kSuccess) return status;
+  const bool composesSources = !args.sources.empty() || args.isolated;
 
   const bool showProgress = ::isatty(STDERR_FILENO) == 1;
   // Library log lines would tear the progress line; errors still show.
   if (showProgress) ::setenv("TAV_LOG_LEVEL", "error", 0);
   silenceFfmpegMessages();
   RecordingLocationHandler::recordingSavePath().set(Url::fileUrl(out).absoluteString());
+  // The isolated files go beside the canvas in the recorder's session folder, which the recorder
+  // makes for a single canvas too when asked to.
+  if (args.isolated) RecordingLocationHandler::setUsesSessionSubfolder(true);
 
   const CanvasSize secondary{primary->height, primary->width};
   auto provider = std::make_shared<RecordProvider>(*primary, secondary, args.canvases, args.fps);
@@ -224,8 +305,38 @@ int record(const RecordArguments& args) {
     return exitStatusFor(e);
   }
 
-  TestPatternRenderer renderer(*primary, secondary);
-  RecordLoop loop(recorder, renderer, options);
+  // The recorder's files, known once it has started: their folder is the session folder.
+  std::set<std::string> canvasFiles;
+  for (const Url& url : recorder.inProgressOutputURLs()) canvasFiles.insert(url.filePath().string());
+  const std::filesystem::path sessionFolder =
+      canvasFiles.empty() ? out : std::filesystem::path(*canvasFiles.begin()).parent_path();
+
+  // Made now rather than before the start: they schedule their first frame from the present moment.
+  if (composesSources && sources.empty()) {
+    // Three pictures and a voice: cells of a 2x2 grid, so the sources are made at cell size.
+    const int cellWidth = std::max(16, (primary->width / 2) & ~1);
+    const int cellHeight = std::max(16, (primary->height / 2) & ~1);
+    sources = syntheticCaptureSources(args.seconds, cellWidth, cellHeight);
+  }
+  IsolatedRecordingCoordinator isolated;
+  if (args.isolated) {
+    isolated.begin(sessionFolder, IsolatedRecordingCoordinator::defaultVideoWriterCap);
+    options.onPauseChanged = [&isolated](bool paused) { isolated.setPaused(paused); };
+  }
+  std::unique_ptr<CanvasRenderer> renderer;
+  if (composesSources) {
+    auto grid = std::make_unique<SourceGridRenderer>(sources, *primary, secondary);
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+      CaptureSinks toCanvas = grid->sinks(i);
+      sources[i]->start(args.isolated ? isolatedFeed(isolated, *sources[i], std::move(toCanvas)) : std::move(toCanvas));
+    }
+    renderer = std::move(grid);
+  } else {
+    renderer = std::make_unique<TestPatternRenderer>(*primary, secondary);
+  }
+  SourcesRunning running(sources);
+
+  RecordLoop loop(recorder, *renderer, options);
   std::atomic<bool> producersDone{false};
   std::thread producers([&] {
     loop.run(stopRequested);
@@ -235,6 +346,11 @@ int record(const RecordArguments& args) {
   while (!producersDone) {
     std::this_thread::sleep_for(std::chrono::milliseconds(250));
     if (!recorder.isRecording().value()) stopRequested = true;
+    // Sources given by the user that have all ended (files played out, devices gone) end the run.
+    if (!args.sources.empty() && running.allFinished() && !stopRequested) {
+      std::cerr << (showProgress ? "\n" : "") << "tavo: every source has ended; stopping\n";
+      stopRequested = true;
+    }
     if (showProgress) {
       const FrameTotals frames = totals(recorder);
       std::cerr << fmt::format("\rtavo: recording {}  frames {} written, {} dropped  {}      ",
@@ -245,6 +361,12 @@ int record(const RecordArguments& args) {
   }
   producers.join();
   if (showProgress) std::cerr << '\n';
+  running.stop();
+  std::optional<std::vector<std::string>> isolatedPaths;
+  if (args.isolated) {
+    isolated.end();
+    isolatedPaths = isolatedFiles(sessionFolder, canvasFiles);
+  }
 
   int status = kSuccess;
   if (recorder.isRecording().value()) {
@@ -261,17 +383,26 @@ int record(const RecordArguments& args) {
   std::unique_lock lock(mutex);
   if (status == kSuccess) ended.wait(lock, [&] { return finished || failed; });
   if (!finished) {
-    if (failed) std::cerr << "tavo: the recording failed and no file was saved\n";
+    if (failed) std::cerr << "tavo: the recording failed and no canvas file was saved\n";
+    if (isolatedPaths) {
+      for (const auto& path : *isolatedPaths) std::cerr << "tavo: isolated file kept: " << path << '\n';
+    }
     return kSoftware;
   }
   const FrameTotals frames = totals(recorder);
   std::cerr << fmt::format("tavo: saved {} file(s), {:.2f} s, {} frames written, {} dropped, {} failed output(s)\n",
                            *finished->info<int>("numberOfFiles"), *finished->info<double>("length"), frames.written,
                            frames.dropped, *finished->info<int>("failedCount"));
+  if (isolatedPaths) {
+    std::cerr << fmt::format("tavo: {} isolated file(s) in {}\n", isolatedPaths->size(), sessionFolder.string());
+  }
   if (args.json) {
-    std::cout << finishJson(*finished) << '\n';
+    std::cout << finishJson(*finished, isolatedPaths) << '\n';
   } else {
     for (const auto& path : *finished->info<std::vector<std::string>>("paths")) std::cout << path << '\n';
+    if (isolatedPaths) {
+      for (const auto& path : *isolatedPaths) std::cout << path << '\n';
+    }
   }
   return status;
 }
@@ -281,7 +412,9 @@ int record(const RecordArguments& args) {
 void addRecordCommand(CLI::App& app, int& status) {
   auto args = std::make_shared<RecordArguments>();
   auto* command = app.add_subcommand(
-      "record", "Record synthetic canvases (a moving test pattern and a tone) through the recorder; Ctrl-C stops");
+      "record",
+      "Record canvases through the recorder: a moving test pattern and a tone, or a grid of capture sources "
+      "(--source, --isolated); Ctrl-C stops");
   command->add_option("--seconds", args->seconds, "Length of the run in seconds, pauses included (default 10)");
   command->add_option("--canvases", args->canvases, "1: one canvas; 2: also the canvas turned on its side")
       ->check(CLI::IsMember({1, 2}));
@@ -291,6 +424,12 @@ void addRecordCommand(CLI::App& app, int& status) {
   command->add_option("--resume-at", args->resumeAt, "Resume at this second of the run (one per --pause-at)");
   command->add_option("--out", args->out, "Folder to save into (default: the current folder)");
   command->add_flag("--json", args->json, "Print the saved recording's details as JSON");
+  command->add_option("--source", args->sources,
+                      "NAME=URL: a capture source shown in a grid on the canvas, a file or FORMAT:INPUT such as "
+                      "lavfi:testsrc2, lavfi:sine, v4l2:/dev/video0, x11grab::0.0, pulse:default (repeatable)");
+  command->add_flag("--isolated", args->isolated,
+                    "Also record each source to its own file in the session folder (without --source: the "
+                    "synthetic sync-check sources)");
   command->callback([args, &status] { status = record(*args); });
 }
 

@@ -49,6 +49,7 @@ void RecordLoop::produceVideo(CanvasRole role, const std::atomic<bool>& stop) {
       } else {
         recorder_.resumeRecording();
       }
+      if (options_.onPauseChanged) options_.onPauseChanged(paused);
     }
     recorder_.writeVideo(renderer_.renderVideo(role, index, time), role, false);
     ++framesProduced_;

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -27,6 +28,9 @@ struct RecordLoopOptions {
   std::int32_t sampleRate = 48000;
   int audioFrameCount = 1024;  ///< samples per audio buffer
   bool realTime = true;        ///< false: produce as fast as the renderer goes
+  /// Called on the primary canvas's producer thread right after the recorder is paused (true) or
+  /// resumed (false), so that other recordings of the run (isolated sources) pause with it.
+  std::function<void(bool paused)> onPauseChanged;
 };
 
 /// Runs on the calling thread plus one producer thread per canvas and one for audio. The recorder must
