@@ -10,6 +10,8 @@
 #include <map>
 #include <vector>
 
+#include "tav/reporting/nqs_requestor.hpp"
+
 namespace tav {
 namespace {
 
@@ -269,7 +271,12 @@ std::optional<std::string> LinuxSystemSpecs::instanceHash() const {
 }
 
 const SystemSpecsSource& defaultSystemSpecsSource() {
-  static const LinuxSystemSpecs source;
+  // The instance id the service knows this machine by, so that logs and reports can be matched.
+  static const LinuxSystemSpecs source("/", []() -> std::optional<std::string> {
+    std::string instance = NQSRequestor::generateInstanceHeader();
+    if (instance.empty()) return std::nullopt;
+    return instance;
+  });
   return source;
 }
 
