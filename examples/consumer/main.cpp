@@ -16,7 +16,7 @@ int main() {
   });
   tav::Logger("Consumer").info("starting");
 
-  const std::string document = R"({"id":"9B1DEB4D-3B7D-4BAD-9BDD-2B0D7B3DCB6D","name":"Host scene","elements":[
+  const std::string document = R"({"id":"9B1DEB4D-3B7D-4BAD-9BDD-2B0D7B3DCB6D","name":"Host scene","isTemplate":false,"elements":[
     {"id":"1B9D6BCD-BBFD-4B2D-9B5D-AB8DFBBD4BED","settings":{"xPosition":0,"yPosition":0,"width":1,"height":1},
      "type":{"shape":{"_0":{"shape":"rectangle"}}}}]})";
   tav::Scene scene = tav::decodeJson<tav::Scene>(document);
