@@ -1,28 +1,7 @@
 #!/usr/bin/env bash
 # End-to-end checks of "tavo gif ..." and "tavo scene new": outputs, messages and exit statuses.
 # Usage: gif_cli_test.sh TAVO DATA_DIR
-set -u
-tavo="$1"
-data="$2"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-passed=0
-failed=0
-
-check() {  # check NAME EXPECTED_STATUS ACTUAL_STATUS [CONDITION...]
-  local name="$1" expected="$2" actual="$3"
-  shift 3
-  if [[ "$actual" == "$expected" ]] && "$@"; then
-    passed=$((passed + 1))
-  else
-    failed=$((failed + 1))
-    echo "FAIL: $name (status $actual, expected $expected)"
-    sed 's/^/  stderr: /' "$work/err" | head -5
-  fi
-}
-run() { "$tavo" "$@" >"$work/out" 2>"$work/err"; }
-out_has() { grep -qF -- "$1" "$work/out"; }
-err_has() { grep -qF -- "$1" "$work/err"; }
+source "$(dirname "$0")/cli_test_support.sh"
 
 run gif info "$data/sample-animation.gif"
 check "gif info" 0 $? out_has '"colorModel":"RGB","depth":8,"hasAlpha":false,"pixelWidth":16,"pixelHeight":12,"frameDurations":[0.2,0.2,0.2]'
@@ -50,5 +29,4 @@ check "scene new with an image" 0 $? out_has '"isAnimated":true'
 run scene new --aspect landscape --add sparkles
 check "scene new with an unknown kind" 64 $? err_has 'unknown layer kind "sparkles"'
 
-echo "$passed passed, $failed failed"
-[[ $failed -eq 0 ]]
+summary

@@ -1,28 +1,7 @@
 #!/usr/bin/env bash
 # End-to-end checks of tavo library, tavo history and tavo lut: outputs, messages and exit statuses.
 # Usage: library_cli_test.sh TAVO DATA_DIR
-set -u
-tavo="$1"
-data="$2"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-passed=0
-failed=0
-
-check() {  # check NAME EXPECTED_STATUS ACTUAL_STATUS [CONDITION...]
-  local name="$1" expected="$2" actual="$3"
-  shift 3
-  if [[ "$actual" == "$expected" ]] && "$@"; then
-    passed=$((passed + 1))
-  else
-    failed=$((failed + 1))
-    echo "FAIL: $name (status $actual, expected $expected)"
-    sed 's/^/  stderr: /' "$work/err" | head -5
-  fi
-}
-run() { "$tavo" "$@" >"$work/out" 2>"$work/err"; }
-out_has() { grep -qF -- "$1" "$work/out"; }
-err_has() { grep -qF -- "$1" "$work/err"; }
+source "$(dirname "$0")/cli_test_support.sh"
 
 # --- library ----------------------------------------------------------------------------------------
 defaults="$work/defaults.json"
@@ -75,5 +54,4 @@ check "lut: an image that is not a picture" 65 $? err_has 'not a picture'
 run lut apply "$work/invert.cube" "$data/sampleFilter.png" --out "$work/no/such/dir/x.png"
 check "lut: an output that cannot be written" 73 $? err_has "$work/no/such/dir/x.png"
 
-echo "$passed passed, $failed failed"
-[[ $failed -eq 0 ]]
+summary
