@@ -2,28 +2,7 @@
 # End-to-end checks of `tavo play`: a short bounce in real time with its JSON summary, frames written
 # as PNG, and the exit statuses of files that cannot play.
 # Usage: play_cli_test.sh TAVO DATA_DIR
-set -u
-tavo="$1"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-passed=0
-failed=0
-
-check() {  # check NAME EXPECTED_STATUS ACTUAL_STATUS [CONDITION...]
-  local name="$1" expected="$2" actual="$3"
-  shift 3
-  if [[ "$actual" == "$expected" ]] && "$@"; then
-    passed=$((passed + 1))
-  else
-    failed=$((failed + 1))
-    echo "FAIL: $name (status $actual, expected $expected)"
-    sed 's/^/  stderr: /' "$work/err" | head -5
-    sed 's/^/  stdout: /' "$work/out" | head -5
-  fi
-}
-run() { "$tavo" "$@" >"$work/out" 2>"$work/err"; }
-out_has() { grep -qF -- "$1" "$work/out"; }
-err_has() { grep -qF -- "$1" "$work/err"; }
+source "$(dirname "$0")/cli_test_support.sh"
 json_number() { sed -n "s/.*\"$1\":\([0-9.e+-]*\).*/\1/p" "$work/out"; }
 frames_between() { local n; n="$(json_number frames)"; [[ -n "$n" ]] && ((n >= $1 && n <= $2)); }
 reversed_some() { local n; n="$(json_number reverseFrames)"; [[ -n "$n" ]] && ((n > 10)); }

@@ -2,27 +2,7 @@
 # End-to-end checks of `tavo record`: real files of one and two canvases, read back with `tavo probe`,
 # a stop by SIGINT that still saves, and the refusals of bad arguments.
 # Usage: record_cli_test.sh TAVO DATA_DIR
-set -u
-tavo="$1"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-passed=0
-failed=0
-
-check() {  # check NAME EXPECTED_STATUS ACTUAL_STATUS [CONDITION...]
-  local name="$1" expected="$2" actual="$3"
-  shift 3
-  if [[ "$actual" == "$expected" ]] && "$@"; then
-    passed=$((passed + 1))
-  else
-    failed=$((failed + 1))
-    echo "FAIL: $name (status $actual, expected $expected)"
-    sed 's/^/  stderr: /' "$work/err" | head -5
-  fi
-}
-run() { "$tavo" "$@" >"$work/out" 2>"$work/err"; }
-out_has() { grep -qF -- "$1" "$work/out"; }
-err_has() { grep -qF -- "$1" "$work/err"; }
+source "$(dirname "$0")/cli_test_support.sh"
 probe_has() { "$tavo" probe "$1" | grep -qF -- "$2"; }
 
 mkdir -p "$work/one" "$work/two" "$work/stop"

@@ -2,27 +2,7 @@
 # End-to-end checks of tavo sync-check: a synthetic isolated recording found in sync, and the exit
 # statuses for bad input.
 # Usage: sync_check_cli_test.sh TAVO DATA_DIR
-set -u
-tavo="$1"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-passed=0
-failed=0
-
-check() {  # check NAME EXPECTED_STATUS ACTUAL_STATUS [CONDITION...]
-  local name="$1" expected="$2" actual="$3"
-  shift 3
-  if [[ "$actual" == "$expected" ]] && "$@"; then
-    passed=$((passed + 1))
-  else
-    failed=$((failed + 1))
-    echo "FAIL: $name (status $actual, expected $expected)"
-    sed 's/^/  stderr: /' "$work/err" | head -5
-  fi
-}
-run() { "$tavo" "$@" >"$work/out" 2>"$work/err"; }
-out_has() { grep -qF -- "$1" "$work/out"; }
-err_has() { grep -qF -- "$1" "$work/err"; }
+source "$(dirname "$0")/cli_test_support.sh"
 
 run sync-check --record 4 "$work/session"
 check "a synthetic isolated recording is in sync" 0 $? out_has '"inSync":true'
