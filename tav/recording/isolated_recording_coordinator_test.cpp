@@ -350,12 +350,16 @@ TEST(IsolatedRecordingCoordinatorThreads, ManyProducersKeepEveryTrackMonotonic) 
   coordinator.begin("/threads", 4);
   constexpr int kSources = 8;
   constexpr int kBuffers = 400;
+  // A producer can be scheduled entirely inside one pause; the tail it sends once the pausing is over
+  // guarantees every source reaches its writer whatever the interleaving.
+  constexpr int kTail = 10;
+  std::atomic<bool> pausingDone{false};
   std::vector<std::thread> producers;
   for (int s = 0; s < kSources; ++s) {
     producers.emplace_back([&, s] {
       const std::string id = "source" + std::to_string(s);
       const double origin = s * 1000.0;  // every source on a clock of its own
-      for (int i = 0; i < kBuffers; ++i) {
+      const auto deliver = [&](int i) {
         const CMTime pts = seconds(origin) + CMTime::make(i, 30);
         if (s % 2 == 0) {
           if (!coordinator.appendVideo(frameAt(pts), id, false, false)) {
@@ -368,13 +372,17 @@ TEST(IsolatedRecordingCoordinatorThreads, ManyProducersKeepEveryTrackMonotonic) 
               audioAt(pts), id, [&] { return id; }, [] { return std::nullopt; }, [] { return false; },
               IsolatedAudioStem::ownFile, [] { return kCMTimeZero; }, false);
         }
-      }
+      };
+      for (int i = 0; i < kBuffers; ++i) deliver(i);
+      while (!pausingDone.load()) std::this_thread::yield();
+      for (int i = kBuffers; i < kBuffers + kTail; ++i) deliver(i);
     });
   }
   ::testing::internal::CaptureStderr();  // each zero-length pause is logged
   std::thread pauser([&] {
     for (int i = 0; i < 50; ++i) coordinator.setPaused(i % 2 == 0);
     coordinator.setPaused(false);
+    pausingDone = true;
   });
   for (auto& producer : producers) producer.join();
   pauser.join();
