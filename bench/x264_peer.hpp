@@ -26,12 +26,13 @@ inline void writeRawNv12(const std::filesystem::path& path, const std::vector<CM
 }
 
 /// The command that encodes `raw` (NV12, width x height, 30 fps) `loops` times over into `output` with
-/// libx264 at preset ultrafast, `bitRate`, a key frame each second and no B-frames.
+/// libx264 at preset ultrafast tuned for zero latency (as the writer encodes), `bitRate`, a key frame each
+/// second and no B-frames.
 inline std::string x264PeerCommand(const std::filesystem::path& raw, int width, int height, int loops,
                                    std::int64_t bitRate, const std::filesystem::path& output) {
   return "ffmpeg -v error -y -f rawvideo -pix_fmt nv12 -s " + std::to_string(width) + "x" + std::to_string(height) +
          " -r 30 -stream_loop " + std::to_string(loops - 1) + " -i '" + raw.string() +
-         "' -c:v libx264 -preset ultrafast -b:v " + std::to_string(bitRate) + " -g 30 -bf 0 -pix_fmt nv12 '" +
+         "' -c:v libx264 -preset ultrafast -tune zerolatency -b:v " + std::to_string(bitRate) + " -g 30 -bf 0 -pix_fmt nv12 '" +
          output.string() + "'";
 }
 

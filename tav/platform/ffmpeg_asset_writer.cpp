@@ -11,6 +11,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -334,6 +335,13 @@ class FfmpegAssetWriterInput final : public AssetWriterInput {
     if (codec->codec_id == AV_CODEC_ID_H264 || codec->codec_id == AV_CODEC_ID_HEVC) {
       av_dict_set(&rawOptions, "preset", _preset.c_str(), 0);
     }
+    // What a killed recording loses is the fragment being written plus what the encoder still holds.
+    // With its look-ahead and frame threads x264 holds 15 frames at "veryfast" (half a second at 30 fps)
+    // before the first packet comes out; tuned for zero latency it holds one, and each second of media
+    // reaches the file as soon as it is encoded. Measured on a noisy 640x360 pattern at 1.5 Mbit/s the
+    // cost is 0.13 dB of PSNR and 0.75% of file size.
+    const std::string_view encoderName = _encoder->name;
+    if (encoderName == "libx264" || encoderName == "libx265") av_dict_set(&rawOptions, "tune", "zerolatency", 0);
     if (codec->codec_id == AV_CODEC_ID_HEVC) av_dict_set(&rawOptions, "x265-params", "log-level=error:bframes=0", 0);
     if (codec->codec_id == AV_CODEC_ID_PRORES) av_dict_set(&rawOptions, "profile", "standard", 0);
     int result = 0;

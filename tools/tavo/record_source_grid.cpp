@@ -61,6 +61,9 @@ std::optional<Rect> fitted(Rect cell, int pictureWidth, int pictureHeight) {
 /// `value` rounded up to a multiple of `alignment` (a power of two).
 std::size_t alignedUp(std::size_t value, std::size_t alignment) { return (value + alignment - 1) & ~(alignment - 1); }
 
+}  // namespace
+
+// Outside the anonymous namespace because the renderer's scaler set holds these.
 /// A picture of one cell as libswscale writes it: planar YUV 4:2:0 with every plane and row starting on
 /// a 64-byte boundary. Scaling straight into the canvas at a cell's offset would hand libswscale rows
 /// and strides that are not aligned, which some of its SIMD paths mis-write at the cell's left edge.
@@ -109,6 +112,8 @@ class CellPicture {
   std::size_t chromaBytes_ = 0;
   std::vector<std::uint8_t> storage_;
 };
+
+namespace {
 
 std::optional<AVPixelFormat> ffmpegFormat(PixelFormat format) {
   switch (format) {
