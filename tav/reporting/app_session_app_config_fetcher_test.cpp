@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "tav/platform/curl_requestor.hpp"
+#include "tav/testing/fixed_system_specs.hpp"
 #include "tav/testing/loopback_http_server.hpp"
 #include "tav/testing/manual_run_loop.hpp"
 #include "tav/testing/manual_task_scheduler.hpp"
@@ -42,21 +43,7 @@ using namespace std::chrono_literals;
 using testing::ScriptedRequestTransport;
 using Status = NetworkPathStatus;
 
-struct FixedSpecs final : SystemSpecsSource {
-  std::optional<std::string> sysctlString(std::string_view name) const override {
-    if (name == "hw.model") return "ThinkStation P360";
-    if (name == "hw.machine") return "x86_64";
-    return std::nullopt;
-  }
-  std::string operatingSystemVersionString() const override { return "Debian GNU/Linux 12 (bookworm)"; }
-  std::uint64_t physicalMemory() const override { return 0; }
-  unsigned activeProcessorCount() const override { return 1; }
-  unsigned processorCount() const override { return 1; }
-  double systemUptime() const override { return 0; }
-  std::optional<ThermalState> thermalState() const override { return std::nullopt; }
-  std::string hostName() const override { return "studio-1"; }
-  std::optional<std::string> instanceHash() const override { return std::nullopt; }
-};
+using FixedSpecs = testing::FixedSystemSpecs;
 
 /// Records what its hooks are given. Used from the test's thread only, except over HTTP.
 class StudioFetcher : public AppSessionAppConfigFetcher<StudioConfig> {
