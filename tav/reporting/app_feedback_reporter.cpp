@@ -42,8 +42,13 @@ std::string stageAndArchive(const std::vector<Url>& studioLogs, const std::map<s
   StagingDirectory staging;
   for (const Url& log : studioLogs) {
     if (!log.isFileUrl()) throw std::invalid_argument("log " + quoted(log.absoluteString()) + " is not a file URL");
-    fs::copy(log.filePath(), staging.path() / log.lastPathComponent(),
-             fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+    // Two logs of one name are an error, as a copy onto an existing item is: neither is dropped silently.
+    const fs::path target = staging.path() / log.lastPathComponent();
+    if (fs::exists(fs::symlink_status(target))) {
+      throw fs::filesystem_error("cannot copy log: one of that name is already staged", log.filePath(), target,
+                                 std::make_error_code(std::errc::file_exists));
+    }
+    fs::copy(log.filePath(), target, fs::copy_options::recursive);
   }
   for (const auto& [name, bytes] : mobileLogs) {
     const fs::path file(name + ".zip");

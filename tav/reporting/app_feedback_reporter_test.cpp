@@ -103,6 +103,8 @@ TEST_F(AppFeedbackReporterTest, EveryOutcomeEndsInOneCompletion) {
       {"upload URL not a URL", {uploadURL("not a url")}, {}, "\"not a url\" is not an https URL", 1},
       {"upload unreachable", {uploadURL("http://127.0.0.1:9/u")}, {}, "127.0.0.1:9", 1},
       {"missing log", {}, {Url::fileUrl(scratch_ / "gone.log")}, (scratch_ / "gone.log").string(), 0},
+      {"two logs of one name", {}, {Url::fileUrl(scratch_.write("a/x.log")), Url::fileUrl(scratch_.write("b/x.log"))},
+       "already staged", 0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
