@@ -139,7 +139,7 @@ AppFeedbackReporter::Feedback JsonCoder<AppFeedbackReporter::Feedback>::decode(c
           reader.optional<std::string>("sentry_event_id")};
 }
 
-AppFeedbackReporter::AppFeedbackResponse JsonCoder<AppFeedbackReporter::AppFeedbackResponse>::decode(
+AppFeedbackResponse JsonCoder<AppFeedbackResponse>::decode(
     const JsonValue& json, const JsonPath& path) {
   JsonObjectReader reader(json, path);
   return {reader.required<std::string>("attachments_upload_url")};

@@ -20,6 +20,11 @@
 
 namespace tav {
 
+/// The answer to a feedback: {"attachments_upload_url": text}, required.
+struct AppFeedbackResponse {
+  std::string attachmentsUploadURL;
+};
+
 /// Keeps no state between calls: each sendFeedback gathers the logs in a staging directory of its own,
 /// packs them into "feedback.zip", posts the feedback, and PUTs the archive to the
 /// "attachments_upload_url" of the answer, a plain request without the service's headers, with a
@@ -42,10 +47,7 @@ class AppFeedbackReporter {
     std::optional<std::string> sentryEventId;
     friend bool operator==(const Feedback&, const Feedback&) = default;
   };
-  /// The answer to the feedback: {"attachments_upload_url": text}, required.
-  struct AppFeedbackResponse {
-    std::string attachmentsUploadURL;
-  };
+  using AppFeedbackResponse = tav::AppFeedbackResponse;
   using Completion = std::function<void(std::exception_ptr)>;
 
   struct Environment {
@@ -89,8 +91,8 @@ struct JsonCoder<AppFeedbackReporter::Feedback> {
   static AppFeedbackReporter::Feedback decode(const JsonValue& json, const JsonPath& path);
 };
 template <>
-struct JsonCoder<AppFeedbackReporter::AppFeedbackResponse> {
-  static AppFeedbackReporter::AppFeedbackResponse decode(const JsonValue& json, const JsonPath& path);
+struct JsonCoder<AppFeedbackResponse> {
+  static AppFeedbackResponse decode(const JsonValue& json, const JsonPath& path);
 };
 
 }  // namespace tav

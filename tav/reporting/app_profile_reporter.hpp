@@ -14,10 +14,10 @@
 namespace tav {
 
 /// The body: {"data": {"use_cases": [...]}} once the requestor's snake-case keys are applied.
+struct AppProfileData {
+  std::vector<std::string> useCases;
+};
 struct AppProfileRequest {
-  struct AppProfileData {
-    std::vector<std::string> useCases;
-  };
   AppProfileData data;
 };
 /// The answer: its contents are not read, only whether it is a JSON object.
