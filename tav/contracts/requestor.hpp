@@ -7,6 +7,7 @@
 // an oversized or undecodable body): only the former is worth trying again.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -44,12 +45,14 @@ class HTTPHeaders {
   std::vector<Field> fields_;
 };
 
-/// One request as it goes out: method, absolute URL, header fields and body bytes.
+/// One request as it goes out: method, absolute URL, header fields and body bytes, and a time limit of
+/// its own for the whole exchange (absent: the transport's).
 struct URLRequest {
   std::string method;
   std::string url;
   HTTPHeaders headers;
   std::string body;
+  std::optional<std::chrono::milliseconds> timeoutInterval{};
 };
 
 /// One answer of a server, whatever its status.

@@ -5,6 +5,7 @@
 
 #include "tav/contracts/logger.hpp"
 #include "tav/contracts/uuid.hpp"
+#include "tav/foundation/exception_description.hpp"
 
 namespace tav {
 namespace {
@@ -12,16 +13,6 @@ namespace {
 const Logger& logger() {
   static const Logger instance("StagingDirectory");
   return instance;
-}
-
-std::string describe(const std::exception_ptr& error) {
-  try {
-    std::rethrow_exception(error);
-  } catch (const std::exception& e) {
-    return e.what();
-  } catch (...) {
-    return "unknown error";
-  }
 }
 
 /// A folder's entries sorted by name, so listings are the same on every file system.

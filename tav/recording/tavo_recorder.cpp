@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tav/contracts/logger.hpp"
+#include "tav/foundation/exception_description.hpp"
 #include "tav/foundation/main_context.hpp"
 #include "tav/foundation/time_text.hpp"
 #include "tav/foundation/unfair_lock.hpp"
@@ -32,16 +33,6 @@ const char* name(RecorderState state) {
       return "stopping";
   }
   return "idle";
-}
-
-std::string describe(const std::exception_ptr& error) {
-  try {
-    std::rethrow_exception(error);
-  } catch (const std::exception& e) {
-    return e.what();
-  } catch (...) {
-    return "unknown error";
-  }
 }
 
 // How long a buffer may wait before its write task runs. Posting then costs the capture thread no

@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "exit_status.hpp"
+#include "feedback_commands.hpp"
 #include "history_commands.hpp"
 #include "library_commands.hpp"
 #include "lut_command.hpp"
@@ -40,6 +41,7 @@ int main(int argc, char** argv) {
   addLutCommand(app, status);
   addGifCommands(app, status);
   addNqsCommands(app, status);
+  addFeedbackCommands(app, status);
   addPlayCommand(app, status);
 
   try {
