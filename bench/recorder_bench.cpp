@@ -101,7 +101,7 @@ struct BenchRecorder {
   }
   std::int64_t droppedFrames() const {
     std::int64_t drops = 0;
-    for (const auto& counts : recorder.writerCounts()) drops += counts.videoDrops;
+    for (const auto& counts : recorder.writerCounts()) drops += counts.videoDropCount;
     return drops;
   }
 
@@ -225,11 +225,11 @@ void BM_RecorderThroughput(benchmark::State& state) {
           bench.recorder.writeVideo(frame, CanvasRole::primary, false);
           ++offers;
           TavoWriter::Counts after = before;
-          while (after.videoFrames + after.videoDrops == before.videoFrames + before.videoDrops) {
+          while (after.videoFrameCount + after.videoDropCount == before.videoFrameCount + before.videoDropCount) {
             std::this_thread::sleep_for(std::chrono::microseconds(100));
             after = bench.recorder.writerCounts().front();
           }
-          if (after.videoFrames > before.videoFrames) break;
+          if (after.videoFrameCount > before.videoFrameCount) break;
           std::this_thread::sleep_for(std::chrono::microseconds(500));
         }
       }

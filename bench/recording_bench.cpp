@@ -79,20 +79,20 @@ void BM_TavoWriterWrite(benchmark::State& state) {
     const auto begin = Clock::now();
     for (int i = 0; i < kFrames; ++i) {
       std::this_thread::sleep_until(begin + std::chrono::microseconds(std::int64_t{i} * 1'000'000 / 30));
-      const auto kept = writer.counts().videoFrames;
+      const auto kept = writer.counts().videoFrameCount;
       const double cpuStart = threadCpuMicroseconds();
       const auto start = Clock::now();
       writer.write(video[static_cast<std::size_t>(i)], MediaStreamType::video());
       const std::chrono::duration<double, std::micro> elapsed = Clock::now() - start;
       const double cpu = threadCpuMicroseconds() - cpuStart;
-      if (writer.counts().videoFrames > kept && i > 0) {  // the first write opens the file
+      if (writer.counts().videoFrameCount > kept && i > 0) {  // the first write opens the file
         microseconds.push_back(elapsed.count());
         cpuMicroseconds.push_back(cpu);
       }
       writer.write(audio[static_cast<std::size_t>(i)], MediaStreamType::audio());
     }
     writer.finish();
-    state.counters["videoDrops"] = static_cast<double>(writer.counts().videoDrops);
+    state.counters["videoDrops"] = static_cast<double>(writer.counts().videoDropCount);
   }
   state.counters["median_us"] = percentile(microseconds, 0.5);
   state.counters["p99_us"] = percentile(microseconds, 0.99);
@@ -141,9 +141,9 @@ void BM_RecordingThroughput(benchmark::State& state) {
       const CMSampleBuffer frame = retimed(frames[static_cast<std::size_t>(i % kDistinct)], CMTime::make(i, 30));
       // A dropped frame is offered again once the encoder has caught up: every frame must be encoded.
       while (true) {
-        const auto kept = writer.counts().videoFrames;
+        const auto kept = writer.counts().videoFrameCount;
         writer.write(frame, MediaStreamType::video());
-        if (writer.counts().videoFrames > kept) break;
+        if (writer.counts().videoFrameCount > kept) break;
         ++retries;
         std::this_thread::sleep_for(std::chrono::microseconds(500));
       }

@@ -102,7 +102,7 @@ class TavoRecorderFfmpegTest : public ::testing::Test {
   }
   std::int64_t framesWritten() const {
     std::int64_t frames = 0;
-    for (const auto& counts : recorder_.writerCounts()) frames += counts.videoFrames;
+    for (const auto& counts : recorder_.writerCounts()) frames += counts.videoFrameCount;
     return frames;
   }
 
@@ -254,7 +254,7 @@ TEST_F(TavoRecorderFfmpegTest, ConcurrentProducersWriteEveryBufferInOrder) {
   // after their file's first frame (the threads race, so how many that is varies).
   const std::vector<TavoWriter::Counts> counts = recorder_.writerCounts();
   ASSERT_EQ(counts.size(), 2u);
-  for (const auto& count : counts) EXPECT_EQ(count.audioFrames + count.audioDrops, frames);
+  for (const auto& count : counts) EXPECT_EQ(count.audioFrameCount + count.audioDropCount, frames);
   for (const char* file : {"take/take.mov", "take/take Vertical.mov"}) {
     const ProbedMovie movie = probeMovie(scratch_ / file);
     ASSERT_FALSE(movie.tracks.empty());

@@ -54,7 +54,7 @@ TEST(TavoWriter, WritesARealMovieThatStartsAtTheFirstVideoFrame) {
   std::int64_t sample = 0;
   int earlyAudio = 0;
   for (; sample + 1024 <= 24000; sample += 1024, ++earlyAudio) writer.write(tone(sample), MediaStreamType::audio());
-  EXPECT_EQ(writer.counts().audioDrops, earlyAudio);
+  EXPECT_EQ(writer.counts().audioDropCount, earlyAudio);
   EXPECT_FALSE(std::filesystem::exists(scratch / "clip.mov"));
 
   // One second of video (30 frames) with the audio that goes with it, paced so the encoder keeps up.
@@ -70,17 +70,17 @@ TEST(TavoWriter, WritesARealMovieThatStartsAtTheFirstVideoFrame) {
   const TavoWriter::Counts counts = writer.counts();
   // A slow machine (or a sanitizer) makes the encoder fall behind now and then: those frames are
   // dropped, as they should be, and leave gaps in the timeline.
-  EXPECT_GE(counts.videoFrames, 10);
-  EXPECT_EQ(counts.videoFrames + counts.videoDrops, 30);
+  EXPECT_GE(counts.videoFrameCount, 10);
+  EXPECT_EQ(counts.videoFrameCount + counts.videoDropCount, 30);
   ProbedMovie movie = probeMovie(scratch / "clip.mov");
   const ProbedTrack* videoTrack = trackOf(movie, "video");
   const ProbedTrack* audioTrack = trackOf(movie, "audio");
   ASSERT_NE(videoTrack, nullptr);
   ASSERT_NE(audioTrack, nullptr);
   EXPECT_EQ(videoTrack->width, 64);
-  EXPECT_EQ(videoTrack->packetCount, counts.videoFrames);
+  EXPECT_EQ(videoTrack->packetCount, counts.videoFrameCount);
   // The track spans its written frames: at least (written - 1) / 30 seconds, at most the second fed.
-  EXPECT_GE(videoTrack->duration, static_cast<double>(counts.videoFrames - 1) / 30.0 - 0.01);
+  EXPECT_GE(videoTrack->duration, static_cast<double>(counts.videoFrameCount - 1) / 30.0 - 0.01);
   EXPECT_LE(videoTrack->duration, 1.0 + 0.01);
   EXPECT_NEAR(videoTrack->startTime, 0.0, 0.01);
   // No audio from before the first frame: the audio track starts with the video, not half a second early.

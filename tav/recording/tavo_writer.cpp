@@ -122,7 +122,7 @@ void TavoWriter::write(const CMSampleBuffer& sampleBuffer, const MediaStreamType
       case AssetWriterStatus::unknown:
         // The file starts at its first video frame: audio before it would give the file a leading gap.
         if (!mediaType.isVideo() && wrapper.videoInput) {
-          ++counts_.audioDrops;
+          ++counts_.audioDropCount;
           return;
         }
         state_ = WriterState::writing;
@@ -143,7 +143,7 @@ void TavoWriter::write(const CMSampleBuffer& sampleBuffer, const MediaStreamType
   if (state_ != WriterState::writing) return;
 
   if (mediaType.isAudio() && sessionStartTime_ && CMTimeCompare(pts, *sessionStartTime_) < 0) {
-    ++counts_.audioDrops;
+    ++counts_.audioDropCount;
     return;
   }
   if (writer.status() == AssetWriterStatus::failed) {
@@ -156,12 +156,12 @@ void TavoWriter::write(const CMSampleBuffer& sampleBuffer, const MediaStreamType
   std::int64_t* drops = nullptr;
   if (mediaType.isVideo()) {
     input = wrapper.videoInput.get();
-    frames = &counts_.videoFrames;
-    drops = &counts_.videoDrops;
+    frames = &counts_.videoFrameCount;
+    drops = &counts_.videoDropCount;
   } else if (mediaType.isAudio()) {
     input = wrapper.audioInput.get();
-    frames = &counts_.audioFrames;
-    drops = &counts_.audioDrops;
+    frames = &counts_.audioFrameCount;
+    drops = &counts_.audioDropCount;
   }
   if (input == nullptr) throw VideoRecorderError::unsupportedMediaType(mediaType);
 
@@ -207,8 +207,8 @@ void TavoWriter::finish() {
   done.wait();
 
   std::lock_guard lock(mutex_);
-  logger_.info("Recording stats — video: {} written, {} dropped | audio: {} written, {} dropped", counts_.videoFrames,
-               counts_.videoDrops, counts_.audioFrames, counts_.audioDrops);
+  logger_.info("Recording stats — video: {} written, {} dropped | audio: {} written, {} dropped", counts_.videoFrameCount,
+               counts_.videoDropCount, counts_.audioFrameCount, counts_.audioDropCount);
   writerWrapper_.reset();
   if (isLead_) setCurrentOutputURL(std::nullopt);
   outputURL_.reset();

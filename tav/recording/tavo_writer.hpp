@@ -77,10 +77,10 @@ class TavoWriter {
 
   /// The counters of the current (or last) file.
   struct Counts {
-    std::int64_t videoFrames = 0;
-    std::int64_t audioFrames = 0;
-    std::int64_t videoDrops = 0;
-    std::int64_t audioDrops = 0;
+    std::int64_t videoFrameCount = 0;
+    std::int64_t audioFrameCount = 0;
+    std::int64_t videoDropCount = 0;
+    std::int64_t audioDropCount = 0;
     friend bool operator==(const Counts&, const Counts&) = default;
   };
   Counts counts() const;

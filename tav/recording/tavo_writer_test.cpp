@@ -95,7 +95,7 @@ TEST_F(TavoWriterTest, AudioBeforeTheFirstVideoFrameIsDroppedAndCreatesNothing) 
   startWithBoth(writer);
   auto script = factory_.writer(0);
   writer.write(audioAt(0), MediaStreamType::audio());
-  EXPECT_EQ(writer.counts().audioDrops, 1);
+  EXPECT_EQ(writer.counts().audioDropCount, 1);
   EXPECT_FALSE(script->called("startWriting"));
   EXPECT_FALSE(fs::exists(scratch_ / "take.mov"));
   EXPECT_FALSE(writer.sessionStartTime().has_value());
@@ -232,7 +232,7 @@ TEST_F(TavoWriterTest, MediaWriterFailuresReachTheCaller) {
               VideoRecorderError::Case::fileCreationFailed);
   });
   EXPECT_NE(log.find("append() failed for video. Writer status: 1, error: none"), std::string::npos) << log;
-  EXPECT_EQ(refused.counts().videoFrames, 1);
+  EXPECT_EQ(refused.counts().videoFrameCount, 1);
 
   factory_.writer(1)->fail(std::nullopt);
   log = stderrOf([&] {

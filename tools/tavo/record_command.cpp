@@ -134,8 +134,8 @@ struct FrameTotals {
 FrameTotals totals(const TavoRecorder& recorder) {
   FrameTotals result;
   for (const auto& counts : recorder.writerCounts()) {
-    result.written += counts.videoFrames;
-    result.dropped += counts.videoDrops;
+    result.written += counts.videoFrameCount;
+    result.dropped += counts.videoDropCount;
   }
   return result;
 }
