@@ -2,6 +2,7 @@
 // back with FFmpeg.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 
@@ -61,6 +62,8 @@ TEST(IsolatedRecordingFiles, SourcesOnUnrelatedClocksLineUpThroughJumpsRestartsA
     const ProbedMovie movie = probeMovie(folder / name.string());
     // 4 s recorded, 0.7 s of it paused: 3.3 s, give or take a frame (and AAC's last packet).
     EXPECT_NEAR(movie.duration, 3.3, 0.05) << name;
+    const std::pair<std::string, std::string> type{"common/type", name == "Voice.m4a" ? "microphone" : "camera"};
+    EXPECT_NE(std::find(movie.metadata.begin(), movie.metadata.end(), type), movie.metadata.end()) << name;
   }
   EXPECT_TRUE(fs::exists(folder / "Broken.mov")) << "the second writer of the failed source records";
 

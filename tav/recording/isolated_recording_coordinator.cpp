@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "tav/profiles/profile_manager.hpp"
+#include "tav/recording/canvas_metadata.hpp"
 #include "tav/recording/isolated_seconds_text.hpp"
 #include "tav/recording/isolated_source_writer.hpp"
 #include "tav/recording/recording_video_settings.hpp"
@@ -379,8 +380,8 @@ std::string IsolatedRecordingCoordinator::fileBaseName(const WriterMap& writers,
 
 std::vector<MetadataItem> IsolatedRecordingCoordinator::metadata(std::optional<IsolatedSourceType> type) {
   if (!type) return {};
-  // The common key space and its "type" key, as the composed recording marks its canvases.
-  return {MetadataItem{"comn", "type", std::string(rawValue(*type))}};
+  // The common "type" item, written as the composed recording marks its canvases.
+  return {commonTypeMetadataItem(std::string(rawValue(*type)))};
 }
 
 IsolatedRecordingCoordinator::FailureCallback IsolatedRecordingCoordinator::failureCallback() const {

@@ -6,6 +6,8 @@
 #include <mutex>
 #include <thread>
 
+#include "tav/recording/canvas_metadata.hpp"
+
 namespace tav {
 namespace {
 
@@ -258,11 +260,11 @@ TEST_F(IsolatedRecordingCoordinatorTest, NamesFilesUniquelyWithPartnersAndMetada
       [] { return std::nullopt; }, [] { return kCMTimeZero; }, false, false);
 
   EXPECT_EQ(writerFor("a")->file_, fs::path("/session/Camera.mov"));
-  EXPECT_EQ(writerFor("a")->metadata_, (std::vector<MetadataItem>{{"comn", "type", "camera"}}));
+  EXPECT_EQ(writerFor("a")->metadata_, (std::vector<MetadataItem>{commonTypeMetadataItem("camera")}));
   EXPECT_EQ(writerFor("b")->file_, fs::path("/session/Camera 2.mov"));
   EXPECT_TRUE(writerFor("b")->metadata_.empty());
   EXPECT_EQ(writerFor("a#audio")->file_, fs::path("/session/Camera.m4a")) << "the video's partner";
-  EXPECT_EQ(writerFor("a#audio")->metadata_, (std::vector<MetadataItem>{{"comn", "type", "microphone"}}));
+  EXPECT_EQ(writerFor("a#audio")->metadata_, (std::vector<MetadataItem>{commonTypeMetadataItem("microphone")}));
   EXPECT_EQ(writerFor("a#audio")->offset_, CMTime::make(1, 4));
   EXPECT_FALSE(writerFor("a#audio")->video_);
   EXPECT_EQ(writerFor("c#audio")->file_, fs::path("/session/a b.mov"));
