@@ -36,6 +36,7 @@ inline constexpr std::string_view AVFormatIDKey = "AVFormatIDKey";
 inline constexpr std::string_view AVSampleRateKey = "AVSampleRateKey";
 inline constexpr std::string_view AVNumberOfChannelsKey = "AVNumberOfChannelsKey";
 inline constexpr std::string_view AVEncoderBitRateKey = "AVEncoderBitRateKey";
+inline constexpr std::string_view AVEncoderBitDepthHintKey = "AVEncoderBitDepthHintKey";
 inline constexpr std::string_view AVLinearPCMBitDepthKey = "AVLinearPCMBitDepthKey";
 inline constexpr std::string_view AVLinearPCMIsFloatKey = "AVLinearPCMIsFloatKey";
 inline constexpr std::string_view AVLinearPCMIsBigEndianKey = "AVLinearPCMIsBigEndianKey";
@@ -50,6 +51,7 @@ constexpr std::uint32_t fourCharCode(const char (&code)[5]) {
 }
 inline constexpr std::uint32_t kAudioFormatMPEG4AAC = fourCharCode("aac ");    // 1633772320
 inline constexpr std::uint32_t kAudioFormatLinearPCM = fourCharCode("lpcm");   // 1819304813
+inline constexpr std::uint32_t kAudioFormatAppleLossless = fourCharCode("alac");
 static_assert(kAudioFormatMPEG4AAC == 1633772320u && kAudioFormatLinearPCM == 1819304813u);
 
 }  // namespace tav

@@ -262,9 +262,11 @@ class FfmpegAssetWriterInput final : public AssetWriterInput {
   }
 
   bool prepareAudio(const JsonObject& settings) {
-    const AVCodec* encoder = avcodec_find_encoder_by_name("aac");
+    // AAC unless the settings ask for Apple Lossless, which the isolated sources' audio files use.
+    const bool lossless = integerSetting(settings, AVFormatIDKey, kAudioFormatMPEG4AAC) == kAudioFormatAppleLossless;
+    const AVCodec* encoder = lossless ? avcodec_find_encoder(AV_CODEC_ID_ALAC) : avcodec_find_encoder_by_name("aac");
     if (encoder == nullptr) {
-      _muxer->fail("no AAC encoder");
+      _muxer->fail(lossless ? "no Apple Lossless encoder" : "no AAC encoder");
       return false;
     }
     const auto sampleRate = static_cast<int>(integerSetting(settings, AVSampleRateKey, 48000));
@@ -276,16 +278,36 @@ class FfmpegAssetWriterInput final : public AssetWriterInput {
     }
     _codec.reset(avcodec_alloc_context3(encoder));
     AVCodecContext* codec = _codec.get();
-    codec->sample_fmt = AV_SAMPLE_FMT_FLTP;
+    if (lossless) {
+      // The encoder takes 16-bit samples or 32-bit ones of which it keeps 24, the depth asked for when
+      // the source is floating point.
+      codec->sample_fmt = integerSetting(settings, AVEncoderBitDepthHintKey, 24) == 16 ? AV_SAMPLE_FMT_S16P
+                                                                                      : AV_SAMPLE_FMT_S32P;
+      codec->bits_per_raw_sample = codec->sample_fmt == AV_SAMPLE_FMT_S16P ? 16 : 24;
+    } else {
+      codec->sample_fmt = AV_SAMPLE_FMT_FLTP;
+      codec->bit_rate = integerSetting(settings, AVEncoderBitRateKey, 64000 * std::min(channels, 2));
+    }
     codec->sample_rate = sampleRate;
     av_channel_layout_default(&codec->ch_layout, channels);
-    codec->bit_rate = integerSetting(settings, AVEncoderBitRateKey, 64000 * std::min(channels, 2));
     codec->time_base = AVRational{1, sampleRate};
     if (_muxer->format()->oformat->flags & AVFMT_GLOBALHEADER) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    const int result = avcodec_open2(codec, encoder, nullptr);
+    int result = avcodec_open2(codec, encoder, nullptr);
     if (result < 0) {
-      _muxer->fail("could not open the AAC encoder", result);
+      _muxer->fail(std::string("could not open the ") + encoder->name + " encoder", result);
       return false;
+    }
+    if (codec->sample_fmt != AV_SAMPLE_FMT_FLTP) {
+      // Samples wait in the FIFO as float; each frame for the encoder is converted on its way out.
+      SwrContext* raw = nullptr;
+      result = swr_alloc_set_opts2(&raw, &codec->ch_layout, codec->sample_fmt, sampleRate, &codec->ch_layout,
+                                   AV_SAMPLE_FMT_FLTP, sampleRate, 0, nullptr);
+      _sampleConverter.reset(raw);
+      if (result >= 0) result = swr_init(_sampleConverter.get());
+      if (result < 0) {
+        _muxer->fail("could not set up the audio conversion", result);
+        return false;
+      }
     }
     _stream->time_base = codec->time_base;
     _fifo.reset(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, channels, std::max(codec->frame_size, 1024) * 4));
@@ -646,8 +668,30 @@ class FfmpegAssetWriterInput final : public AssetWriterInput {
       }
       frame->pts = _nextAudioPts;
       _nextAudioPts += frame->nb_samples;
+      if (_sampleConverter && !convertForEncoder(frame)) return false;
       if (!sendFrame(frame.get())) return false;
     }
+    return true;
+  }
+
+  // Replaces a float frame from the FIFO with the same samples in the encoder's own format.
+  bool convertForEncoder(FramePtr& frame) {
+    AVCodecContext* codec = _codec.get();
+    FramePtr converted(av_frame_alloc());
+    if (!converted) {
+      _muxer->fail("out of memory", AVERROR(ENOMEM));
+      return false;
+    }
+    converted->format = codec->sample_fmt;
+    converted->sample_rate = codec->sample_rate;
+    av_channel_layout_copy(&converted->ch_layout, &codec->ch_layout);
+    const int result = swr_convert_frame(_sampleConverter.get(), converted.get(), frame.get());
+    if (result < 0) {
+      _muxer->fail("could not convert audio", result);
+      return false;
+    }
+    converted->pts = frame->pts;
+    frame = std::move(converted);
     return true;
   }
 
@@ -729,6 +773,7 @@ class FfmpegAssetWriterInput final : public AssetWriterInput {
   int _scalerHeight = 0;
   AudioFifoPtr _fifo;
   SwrContextPtr _resampler;
+  SwrContextPtr _sampleConverter;  ///< float to the encoder's format, for encoders that do not take float
   int _resamplerChannels = 0;
   int _resamplerRate = 0;
   std::int64_t _writtenSamples = 0;  // audio samples given to the FIFO since the session start

@@ -470,11 +470,11 @@ MediaSettings IsolatedRecordingCoordinator::audioSettings(const AudioFormat& for
 
 MediaSettings IsolatedRecordingCoordinator::losslessAudioSettings(const AudioFormat& format) {
   MediaSettings settings;
-  settings[AVFormatIDKey] = fourCharCode("alac");
+  settings[AVFormatIDKey] = kAudioFormatAppleLossless;
   settings[AVSampleRateKey] = format.sampleRate();
   settings[AVNumberOfChannelsKey] = format.channelCount();
   // Sample buffers carry 32-bit float PCM, which is neither of the integer formats.
-  settings["AVEncoderBitDepthHintKey"] = 24;
+  settings[AVEncoderBitDepthHintKey] = 24;
   return settings;
 }
 
