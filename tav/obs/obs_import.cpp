@@ -200,12 +200,26 @@ class SceneImporter {
                       resolved.kind == OBSSourceKind::windowCapture || resolved.kind == OBSSourceKind::appCapture)) {
         note.reasons.emplace_back("its crop is not carried over; the layer shows the whole picture in the cropped box");
       }
+    } else if (const auto anchor = anchorOnly(resolved)) {
+      // The size is unknown but the position is not: the new layer's box starts where the item does.
+      settings.xPosition = anchor->xPosition;
+      settings.yPosition = anchor->yPosition;
+      settings.rotation = foldedDegrees(anchor->rotation);
+      note.reasons.push_back(where.reason + "; the layer stands at its position with the size of a new layer");
     } else {
       note.reasons.push_back(where.reason + "; the layer keeps the geometry of a new layer");
     }
     if (resolved.item.name) settings.name = resolved.item.name;
     settings.isHidden = resolved.isHidden;
     if (resolved.isLocked) settings.isLocked = true;
+  }
+
+  /// Where an item of no size stands: the placement of a box of no size at its anchor, when finite.
+  std::optional<OBSConversion::Placement> anchorOnly(const OBSResolvedItem& resolved) const {
+    auto p = OBSConversion::resolvedPlacement(resolved.item, Size{0, 0}, resolved.groups, options_.canvas.width,
+                                              options_.canvas.height);
+    if (!p || !std::isfinite(p->xPosition) || !std::isfinite(p->yPosition)) return std::nullopt;
+    return p;
   }
 
   const OBSImportOptions& options_;

@@ -84,7 +84,11 @@ TEST(OBSImport, LinuxSceneBecomesLayersAtTheirPlacements) {
   EXPECT_EQ(title.type().textSettings()->fontSize, OBSConversion::fontSize(48 * 1.5 / 720, Size{1280, 720}, 1.0));
   const auto green = OBSConversion::rgba(4278255360u);
   EXPECT_EQ(title.type().textSettings()->textColor, SceneColor(green.red, green.green, green.blue, green.alpha));
-  EXPECT_EQ(title.settings().rect(), SceneElementSettings::defaultText().rect());  // no size: default geometry
+  // No size: a new text's box, at the item's anchor.
+  const auto titleItem = collection.flattenedItems("Main")[2];
+  const auto anchor = *OBSConversion::resolvedPlacement(titleItem.item, Size{0, 0}, titleItem.groups, 1280, 720);
+  const auto defaults = *SceneElementSettings::defaultText().rect();
+  EXPECT_EQ(title.settings().rect(), Rect(anchor.xPosition, anchor.yPosition, defaults.size.width, defaults.size.height));
 
   const auto red = OBSConversion::rgba(4278190335u);
   ASSERT_NE(scene.elements()[5].type().shapeSettings(), nullptr);
