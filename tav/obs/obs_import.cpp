@@ -103,7 +103,7 @@ class SceneImporter {
     SceneElementImageSettings settings;
     settings.imageScaling = ScaleMode::aspectFill;
     settings.fileName = path;
-    note.reasons.emplace_back(path ? "its picture \"" + *path + "\" is not on this machine; the layer keeps its path"
+    note.reasons.emplace_back(path ? "the layer keeps the picture's path and shows nothing until the picture is picked again"
                                    : "it names no picture file");
     return SceneElement(Uuid::random(), std::move(settings), SceneElementSettings::defaultImage(std::nullopt, options_.canvas));
   }
@@ -122,7 +122,7 @@ class SceneImporter {
     SceneElementVideoSettings video;
     video.looping = Looping::loop;
     video.fileName = path;
-    note.reasons.emplace_back(path ? "its movie \"" + *path + "\" is not on this machine; the layer keeps its path"
+    note.reasons.emplace_back(path ? "the layer keeps the movie's path and shows nothing until the movie is picked again"
                                    : "it names no movie file");
     return SceneElement(Uuid::random(), std::move(video), SceneElementSettings::defaultImage(std::nullopt, options_.canvas));
   }

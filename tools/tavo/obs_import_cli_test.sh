@@ -30,6 +30,11 @@ check "obs inspect: a picture on this machine is placed by its file's size" 0 0 
   '"kind":"image","isHidden":false,"isLocked":false,"placement":{"xPosition":0.052083333333333336,"yPosition":0.046296296296296294,"width":0.016666666666666666,"height":0.022222222222222223,"rotation":0},"sizeFrom":"file"}'
 check "obs inspect: a camera is placed by its bounds, a missing file says why" 0 0 bash -c \
   "grep -qF '\"sizeFrom\":\"bounds\"' '$work/out' && grep -qF '\"noPlacement\":\"its file \\\"$work/nowhere.png\\\" is not on this machine or cannot be read\"' '$work/out'"
+mkdir -p "$work/obs-config"
+printf '[Basic]\nProfile=Gone\nProfileDir=Gone\n' >"$work/obs-config/user.ini"
+run obs inspect "$work/linux.json" --profile-dir "$work/obs-config"
+check "obs inspect: a user.ini naming a missing profile is a warning" 0 $? bash -c \
+  "grep -qF '\"origin\":\"fallback\"' '$work/out' && grep -qF 'tavo: warning: $work/obs-config/basic/profiles/Gone/basic.ini: cannot be read' '$work/err'"
 check "obs inspect: global audio resolves" 0 0 out_has '"item":"Desktop Audio","depth":0,"source":"Desktop Audio","kind":"audio"'
 
 run obs import "$work/linux.json" --out "$work/docs" --canvas 1280x720
