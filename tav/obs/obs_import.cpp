@@ -43,6 +43,8 @@ class SceneImporter {
     switch (resolved.kind) {
       case OBSSourceKind::image:
         made = image(source, note);
+        made->type().imageSettings()->imageScaling = OBSConversion::imageScaleMode(
+            OBSConversion::boundsTypeFromRawValue(resolved.item.boundsType).value_or(OBSConversion::BoundsType::none));
         break;
       case OBSSourceKind::video:
         made = video(source, settings, note);
@@ -95,13 +97,11 @@ class SceneImporter {
       const auto bytes = size && options_.readBytes ? options_.readBytes(*path) : std::nullopt;
       if (size && bytes) {
         const std::span<const std::uint8_t> data(reinterpret_cast<const std::uint8_t*>(bytes->data()), bytes->size());
-        SceneElement element = SceneElement::fromImageData(*bytes, *size, isAnimatedGIF(data), options_.canvas, *path);
-        return element;
+        return SceneElement::fromImageData(*bytes, *size, isAnimatedGIF(data), options_.canvas, *path);
       }
     }
     // No picture to store: the layer keeps the path so that the picture can be found again.
     SceneElementImageSettings settings;
-    settings.imageScaling = ScaleMode::aspectFill;
     settings.fileName = path;
     note.reasons.emplace_back(path ? "the layer keeps the picture's path and shows nothing until the picture is picked again"
                                    : "it names no picture file");

@@ -24,7 +24,9 @@ constexpr const char* kLinuxCollection = R"({"name":"Linux","resolution":{"x":12
     {"name":"Lower third","source_uuid":"grp","pos":{"x":0,"y":620}},
     {"name":"Desktop Audio","source_uuid":"da"},
     {"name":"Screen","source_uuid":"scr","scale":{"x":0.5,"y":0.5}},
-    {"name":"Ghost","source_uuid":"nope"}]}},
+    {"name":"Ghost","source_uuid":"nope"},
+    {"name":"Logo","source_uuid":"logo","pos":{"x":1180,"y":20},"bounds_type":2,"bounds":{"x":80,"y":80},"align":6}]}},
+  {"id":"image_source","name":"Logo","uuid":"logo","settings":{"file":"/home/zoe/logo.png"}},
   {"id":"color_source","name":"Backdrop","uuid":"bg","settings":{"color":4278190335,"width":1280,"height":720}},
   {"id":"v4l2_input","name":"Webcam","uuid":"cam","settings":{"device_id":"/dev/video0"}},
   {"id":"text_ft2_source","name":"Title","uuid":"txt","settings":{"text":"Hallo","color1":4278255360,"font":{"face":"Sans","size":48,"style":"Bold"}}},
@@ -56,11 +58,11 @@ TEST(OBSImport, LinuxSceneBecomesLayersAtTheirPlacements) {
   // Front to back, the reverse of OBS's order; audio and the missing source have no layer.
   std::vector<std::string> names;
   for (const SceneElement& e : scene.elements()) names.push_back(e.settings().name.value_or(""));
-  EXPECT_EQ(names, (std::vector<std::string>{"Screen", "Chat", "Bar", "Title", "Webcam", "Backdrop"}));
+  EXPECT_EQ(names, (std::vector<std::string>{"Logo", "Screen", "Chat", "Bar", "Title", "Webcam", "Backdrop"}));
 
   // Each placed layer sits where the conversion functions put its item.
   const std::map<std::string, Size> sourceSizes{{"Backdrop", {1280, 720}}, {"Webcam", {0, 0}}, {"Bar", {1280, 100}},
-                                                {"Chat", {0, 0}}};
+                                                {"Chat", {0, 0}}, {"Logo", {0, 0}}};
   for (const OBSResolvedItem& item : collection.flattenedItems("Main")) {
     const auto size = sourceSizes.find(*item.item.name);
     if (size == sourceSizes.end()) continue;
@@ -70,13 +72,13 @@ TEST(OBSImport, LinuxSceneBecomesLayersAtTheirPlacements) {
     ASSERT_NE(it, scene.elements().end());
     EXPECT_EQ(it->settings().rect(), Rect(p.xPosition, p.yPosition, p.width, p.height)) << *item.item.name;
   }
-  const SceneElement& webcam = scene.elements()[4];
+  const SceneElement& webcam = scene.elements()[5];
   EXPECT_EQ(webcam.settings().rotation, -90);  // 270 folded
   EXPECT_EQ(webcam.settings().isLocked, true);
   ASSERT_NE(webcam.type().feedSettings(), nullptr);
   EXPECT_EQ(webcam.type().feedSettings()->defaultDevice, true);
 
-  const SceneElement& title = scene.elements()[3];
+  const SceneElement& title = scene.elements()[4];
   ASSERT_NE(title.type().textSettings(), nullptr);
   EXPECT_EQ(title.settings().isHidden, true);
   EXPECT_EQ(title.type().textSettings()->text, "Hallo");
@@ -91,17 +93,21 @@ TEST(OBSImport, LinuxSceneBecomesLayersAtTheirPlacements) {
   EXPECT_EQ(title.settings().rect(), Rect(anchor.xPosition, anchor.yPosition, defaults.size.width, defaults.size.height));
 
   const auto red = OBSConversion::rgba(4278190335u);
-  ASSERT_NE(scene.elements()[5].type().shapeSettings(), nullptr);
-  EXPECT_EQ(scene.elements()[5].type().shapeSettings()->backgroundColor, SceneColor(red.red, red.green, red.blue, red.alpha));
-  const SceneElement& chat = scene.elements()[1];
+  ASSERT_NE(scene.elements()[6].type().shapeSettings(), nullptr);
+  EXPECT_EQ(scene.elements()[6].type().shapeSettings()->backgroundColor, SceneColor(red.red, red.green, red.blue, red.alpha));
+  const SceneElement& chat = scene.elements()[2];
   ASSERT_NE(chat.type().webSettings(), nullptr);
   EXPECT_EQ(chat.type().webSettings()->url->absoluteString(), "https://example.com/chat");
   EXPECT_EQ(chat.type().webSettings()->pageSize, PageSize::preset(800, 120));
-  EXPECT_NE(scene.elements()[0].type().captureSettings(), nullptr);
+  EXPECT_NE(scene.elements()[1].type().captureSettings(), nullptr);
+  const SceneElement& logo = scene.elements()[0];
+  ASSERT_NE(logo.type().imageSettings(), nullptr);
+  EXPECT_EQ(logo.type().imageSettings()->imageScaling, OBSConversion::imageScaleMode(OBSConversion::BoundsType::scaleInner));
+  EXPECT_EQ(logo.type().imageSettings()->fileName, "/home/zoe/logo.png");
 
   // The group is a folder of its two members.
   const auto& notes = imported.notes;
-  ASSERT_EQ(notes.size(), 9u);  // 6 items at the top, the group, its 2 members
+  ASSERT_EQ(notes.size(), 10u);  // 7 items at the top, the group, its 2 members
   std::map<std::string, OBSImportOutcome> outcomes;
   for (const auto& note : notes) outcomes[note.item.value_or("")] = note.outcome;
   EXPECT_EQ(outcomes, (std::map<std::string, OBSImportOutcome>{
@@ -109,13 +115,13 @@ TEST(OBSImport, LinuxSceneBecomesLayersAtTheirPlacements) {
                           {"Title", OBSImportOutcome::approximated},    {"Lower third", OBSImportOutcome::imported},
                           {"Bar", OBSImportOutcome::imported},          {"Chat", OBSImportOutcome::imported},
                           {"Desktop Audio", OBSImportOutcome::leftOut}, {"Screen", OBSImportOutcome::approximated},
-                          {"Ghost", OBSImportOutcome::leftOut}}));
+                          {"Ghost", OBSImportOutcome::leftOut},         {"Logo", OBSImportOutcome::approximated}}));
   const auto group = std::find_if(notes.begin(), notes.end(), [](const auto& n) { return n.item == "Lower third"; });
   ASSERT_TRUE(group->layerID);
   ASSERT_TRUE(scene.groups().contains(*group->layerID));
   EXPECT_EQ(scene.groups().at(*group->layerID).name, "Lower third");
-  EXPECT_EQ(scene.elements()[1].groupMembership()->groupID, *group->layerID);
   EXPECT_EQ(scene.elements()[2].groupMembership()->groupID, *group->layerID);
+  EXPECT_EQ(scene.elements()[3].groupMembership()->groupID, *group->layerID);
   for (const auto& note : notes) EXPECT_EQ(note.reasons.empty(), note.outcome == OBSImportOutcome::imported);
 
   expectStableThroughRepair(scene);
