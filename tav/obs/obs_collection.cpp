@@ -341,14 +341,21 @@ OBSCollection OBSCollection::decode(std::string_view bytes) {
   collection.sources = readSources(member(object, "sources"));
   collection.groups = readSources(member(object, "groups"));
   collection.sceneOrder = readSceneOrder(member(object, "scene_order"));
+  for (const char* key : {"DesktopAudioDevice1", "DesktopAudioDevice2", "AuxAudioDevice1", "AuxAudioDevice2",
+                          "AuxAudioDevice3", "AuxAudioDevice4"}) {
+    const JsonValue* device = member(object, key);
+    if (device == nullptr) continue;
+    if (auto source = readSource(*device)) collection.globalAudioSources.push_back(*std::move(source));
+  }
   return collection;
 }
 
 OBSCollection::SourceIndex OBSCollection::sourceIndex() const {
   SourceIndex index;
-  index.byUUID.reserve(sources.size() + groups.size());
-  index.byName.reserve(sources.size() + groups.size());
-  for (const auto* list : {&sources, &groups}) {
+  const std::size_t count = globalAudioSources.size() + sources.size() + groups.size();
+  index.byUUID.reserve(count);
+  index.byName.reserve(count);
+  for (const auto* list : {&globalAudioSources, &sources, &groups}) {
     for (const OBSSource& source : *list) {
       if (source.uuid) index.byUUID.insert_or_assign(std::string_view(*source.uuid), &source);
       if (source.name) index.byName.insert_or_assign(std::string_view(*source.name), &source);

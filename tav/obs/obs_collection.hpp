@@ -141,14 +141,19 @@ struct OBSCollection {
   std::vector<OBSSource> sources;
   std::vector<OBSSource> groups;
   std::vector<std::string> sceneOrder;
+  /// The global audio devices OBS keeps outside "sources": the top-level "DesktopAudioDevice1" and
+  /// "DesktopAudioDevice2", then "AuxAudioDevice1" to "AuxAudioDevice4", in that order. Items in scenes
+  /// may show them ("Desktop Audio", "Mic/Aux"). A key whose value is not a readable source is skipped.
+  std::vector<OBSSource> globalAudioSources;
 
   /// Reads a collection file. Throws DecodingError only when `bytes` are not JSON, the top level is not
   /// an object, or "name", "version" or "resolution" has the wrong type; every other fault is absorbed
   /// as described on the fields.
   static OBSCollection decode(std::string_view bytes);
 
-  /// Sources and groups by uuid and by name; a later one replaces an earlier one under the same key, so
-  /// a group overrides a source of the same name. The pointers are into this collection and live as
+  /// The global audio devices, then sources, then groups, by uuid and by name; a later one replaces an
+  /// earlier one under the same key, so a group overrides a source of the same name, and a source a
+  /// global device. The pointers are into this collection and live as
   /// long as it does, unchanged.
   struct SourceIndex {
     std::unordered_map<std::string_view, const OBSSource*> byUUID;

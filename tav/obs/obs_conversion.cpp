@@ -44,6 +44,33 @@ constexpr std::array<KindRow, 24> kKindRows{{
     {"scene", OBSSourceKind::scene},
 }};
 
+// OBS ids of Linux and of other desktop builds and common plugins, consulted only for an id the table
+// above does not hold. A collection written on Linux would otherwise read as nothing but unknowns.
+constexpr std::array<KindRow, 22> kExtensionKindRows{{
+    {"slideshow", OBSSourceKind::image},
+    {"slideshow_v2", OBSSourceKind::image},
+    {"text_pango_source", OBSSourceKind::text},
+    {"linuxbrowser-source", OBSSourceKind::browser},
+    {"v4l2_input", OBSSourceKind::camera},
+    {"pipewire-camera-source", OBSSourceKind::camera},
+    {"decklink-input", OBSSourceKind::camera},
+    {"xshm_input", OBSSourceKind::displayCapture},
+    {"xshm_input_v2", OBSSourceKind::displayCapture},
+    {"pipewire-screen-capture-source", OBSSourceKind::displayCapture},
+    {"pipewire-desktop-capture-source", OBSSourceKind::displayCapture},
+    {"xcomposite_input", OBSSourceKind::windowCapture},
+    {"pipewire-window-capture-source", OBSSourceKind::windowCapture},
+    {"game_capture", OBSSourceKind::appCapture},
+    {"syphon-input", OBSSourceKind::appCapture},
+    {"alsa_input_capture", OBSSourceKind::audio},
+    {"jack_output_capture", OBSSourceKind::audio},
+    {"jack_input_capture", OBSSourceKind::audio},
+    {"wasapi_process_output_capture", OBSSourceKind::audio},
+    {"sck_audio_capture", OBSSourceKind::audio},
+    {"pipewire-audio-capture-app", OBSSourceKind::audio},
+    {"pipewire-audio-capture-device", OBSSourceKind::audio},
+}};
+
 // A group listed twice inside a group listed twice ... doubles the walk at each level, so a small
 // hostile file could ask for billions of entries. Real collections have a few thousand items at most;
 // the walk stops adding entries at this ceiling.
@@ -168,6 +195,9 @@ OBSSourceKind obsSourceKindFrom(const OBSSource& source) {
     return OBSSourceKind::displayCapture;
   }
   for (const KindRow& row : kKindRows) {
+    if (row.id == id) return row.kind;
+  }
+  for (const KindRow& row : kExtensionKindRows) {
     if (row.id == id) return row.kind;
   }
   return OBSSourceKind::unknown;

@@ -40,7 +40,11 @@ struct EnumTraits<OBSSourceKind> {
 };
 
 /// The kind of `source` by its exact id; "screen_capture" goes by its setting "type" (1 window,
-/// 2 application, anything else display). A source without an id is `unknown`.
+/// 2 application, anything else display). An id that the core table of OBS's macOS and Windows ids does
+/// not hold is looked up in an extension table of Linux and other desktop ids ("v4l2_input",
+/// "xshm_input", "pipewire-...-source", "xcomposite_input", "alsa_input_capture", "text_pango_source",
+/// "linuxbrowser-source", "slideshow", "game_capture", ...). A source without an id, or with an id in
+/// neither table, is `unknown`.
 OBSSourceKind obsSourceKindFrom(const OBSSource& source);
 
 /// An item with its source found. `isHidden` and `isLocked` include the groups around it; `groups`

@@ -110,37 +110,37 @@ check "add-format without --aspect" 64 $? out_is_empty
 obs="$data/obs/sample-collection.json"
 run obs inspect "$obs" --profile-dir "$data/obs/profile"
 check "obs inspect: name, canvas from basic.ini, first scene's first item with its placement" 0 $? out_has \
-  '{"name":"Studio Zoë – Wochenshow","canvas":{"width":1920,"height":1080},"scenes":[{"name":"Hauptszene 🎬","entries":[{"entry":"item","item":"Hintergrund","depth":0,"source":"Hintergrund","kind":"color","isHidden":false,"isLocked":false,"placement":{"xPosition":0,"yPosition":0,"width":1,"height":1,"rotation":0}},'
+  '{"name":"Studio Zoë – Wochenshow","canvas":{"width":1920,"height":1080,"origin":"profile"},"scenes":[{"name":"Hauptszene 🎬","entries":[{"entry":"item","item":"Hintergrund","depth":0,"source":"Hintergrund","kind":"color","isHidden":false,"isLocked":false,"placement":{"xPosition":0,"yPosition":0,"width":1,"height":1,"rotation":0},"sizeFrom":"source"},'
 check "obs inspect: a group member is placed through its group" 0 0 out_has \
-  '{"entry":"item","item":"Balken","depth":1,"source":"Balken","kind":"color","isHidden":false,"isLocked":false,"placement":{"xPosition":0.052083333333333336,"yPosition":0.8148148148148148,"width":0.4166666666666667,"height":0.1111111111111111,"rotation":0}}'
+  '{"entry":"item","item":"Balken","depth":1,"source":"Balken","kind":"color","isHidden":false,"isLocked":false,"placement":{"xPosition":0.052083333333333336,"yPosition":0.8148148148148148,"width":0.4166666666666667,"height":0.1111111111111111,"rotation":0},"sizeFrom":"source"}'
 check "obs inspect: the group's backup items are skipped" 0 0 bash -c "[[ \$(grep -o '\"item\":\"Balken\"' '$work/out' | wc -l) -eq 1 ]]"
 check "obs inspect: a group entry, a missing source and a hidden nested scene" 0 0 bash -c \
-  "grep -qF '{\"entry\":\"group\",\"item\":\"Bauchbinde\",\"depth\":0}' '$work/out' && grep -qF '{\"entry\":\"unresolved\",\"item\":\"Gelöschte Quelle\",\"depth\":0}' '$work/out' && grep -qF '\"item\":\"Pause ☕\",\"depth\":0,\"source\":\"Pause ☕\",\"kind\":\"scene\",\"isHidden\":true,\"isLocked\":false}' '$work/out'"
+  "grep -qF '{\"entry\":\"group\",\"item\":\"Bauchbinde\",\"depth\":0}' '$work/out' && grep -qF '{\"entry\":\"unresolved\",\"item\":\"Gelöschte Quelle\",\"depth\":0}' '$work/out' && grep -qF '\"item\":\"Pause ☕\",\"depth\":0,\"source\":\"Pause ☕\",\"kind\":\"scene\",\"isHidden\":true,\"isLocked\":false,\"placement\":{\"xPosition\":0,\"yPosition\":0,\"width\":1,\"height\":1,\"rotation\":0},\"sizeFrom\":\"canvas\"}' '$work/out'"
 check "obs inspect: scenes in scene order, inherited lock" 0 0 out_has \
   '{"name":"Pause ☕","entries":[{"entry":"item","item":"Hintergrund","depth":0,"source":"Hintergrund","kind":"color","isHidden":false,"isLocked":true,'
 
 run obs inspect --canvas 1280x720 "$obs" --profile-dir "$data/obs/profile"
 check "obs inspect: --canvas wins over the profile" 0 $? out_has \
-  '"canvas":{"width":1280,"height":720},"scenes":[{"name":"Hauptszene 🎬","entries":[{"entry":"item","item":"Hintergrund","depth":0,"source":"Hintergrund","kind":"color","isHidden":false,"isLocked":false,"placement":{"xPosition":0,"yPosition":0,"width":1.5,"height":1.5,"rotation":0}}'
+  '"canvas":{"width":1280,"height":720,"origin":"--canvas"},"scenes":[{"name":"Hauptszene 🎬","entries":[{"entry":"item","item":"Hintergrund","depth":0,"source":"Hintergrund","kind":"color","isHidden":false,"isLocked":false,"placement":{"xPosition":0,"yPosition":0,"width":1.5,"height":1.5,"rotation":0},"sizeFrom":"source"}'
 
 mkdir -p "$work/obs-config/basic/profiles/Live_Show"
 printf '[General]\nLanguage=de-DE\n\n[Basic]\nProfile=Live Show\nProfileDir=Live_Show\n' >"$work/obs-config/user.ini"
 printf '[Video]\nBaseCX=2560\nBaseCY=1440\n' >"$work/obs-config/basic/profiles/Live_Show/basic.ini"
 run obs inspect "$obs" --profile-dir "$work/obs-config"
-check "obs inspect: the active profile of OBS's configuration directory" 0 $? out_has '"canvas":{"width":2560,"height":1440}'
+check "obs inspect: the active profile of OBS's configuration directory" 0 $? out_has '"canvas":{"width":2560,"height":1440,"origin":"profile"}'
 
 run obs inspect "$obs"
-check "obs inspect: no canvas known, no placements" 0 $? bash -c "grep -qF '\"canvas\":null,' '$work/out' && ! grep -q placement '$work/out'"
+check "obs inspect: no canvas known: 1920x1080 and placements on it" 0 $? bash -c "grep -qF '\"canvas\":{\"width\":1920,\"height\":1080,\"origin\":\"fallback\"},' '$work/out' && grep -q placement '$work/out'"
 
 printf '{"resolution":{"x":1280,"y":720},"scene_order":[{"name":"S"},{"name":"Gone"}],"sources":[{"id":"scene","name":"S","settings":{"items":[{"name":"G"}]}}],"groups":[{"id":"group","name":"G","uuid":"g","settings":{"items":[{"name":"G"}]}}]}' >"$work/cycle.json"
 run obs inspect - <"$work/cycle.json"
 check "obs inspect: canvas from the collection, a self-containing group is cut, standard input" 0 $? err_is "" 
-check "obs inspect: exact output of a small collection" 0 0 bash -c "[[ \"\$(cat '$work/out')\" == '{\"name\":null,\"canvas\":{\"width\":1280,\"height\":720},\"scenes\":[{\"name\":\"S\",\"entries\":[{\"entry\":\"group\",\"item\":\"G\",\"depth\":0},{\"entry\":\"cyclicGroup\",\"item\":\"G\",\"depth\":1}]},{\"name\":\"Gone\",\"entries\":[]}]}' ]]"
+check "obs inspect: exact output of a small collection" 0 0 bash -c "[[ \"\$(cat '$work/out')\" == '{\"name\":null,\"canvas\":{\"width\":1280,\"height\":720,\"origin\":\"collection\"},\"scenes\":[{\"name\":\"S\",\"entries\":[{\"entry\":\"group\",\"item\":\"G\",\"depth\":0},{\"entry\":\"cyclicGroup\",\"item\":\"G\",\"depth\":1}]},{\"name\":\"Gone\",\"entries\":[]}]}' ]]"
 
 run obs inspect "$work/does-not-exist.json"
 check "obs inspect: unreadable collection" 66 $? out_is_empty
 run obs inspect "$obs" --profile-dir "$work/no-profile"
-check "obs inspect: unreadable basic.ini" 66 $? out_is_empty
+check "obs inspect: an unreadable basic.ini is a warning" 0 $? bash -c "grep -qF '\"origin\":\"fallback\"' '$work/out' && grep -qF 'tavo: warning: $work/no-profile/basic.ini: cannot be read' '$work/err'"
 printf '{"name": 5, "sources": []}' >"$work/bad-name.json"
 run obs inspect "$work/bad-name.json"
 check "obs inspect: a wrongly typed name" 65 $? bash -c "[[ ! -s '$work/out' ]] && grep -qF 'not an OBS scene collection: name: expected a string' '$work/err'"
