@@ -65,7 +65,9 @@ TEST(IsolatedRecordingFiles, SourcesOnUnrelatedClocksLineUpThroughJumpsRestartsA
     const std::pair<std::string, std::string> type{"common/type", name == "Voice.m4a" ? "microphone" : "camera"};
     EXPECT_NE(std::find(movie.metadata.begin(), movie.metadata.end(), type), movie.metadata.end()) << name;
     for (const auto& track : movie.tracks) {
-      if (track.mediaType == "audio") EXPECT_EQ(track.codec, "alac") << name << ": the sources' audio is lossless";
+      if (track.mediaType == "audio") {
+        EXPECT_EQ(track.codec, "alac") << name << ": the sources' audio is lossless";
+      }
     }
   }
   EXPECT_TRUE(fs::exists(folder / "Broken.mov")) << "the second writer of the failed source records";
