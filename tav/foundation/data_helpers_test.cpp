@@ -44,7 +44,7 @@ TEST(Digest, MatchesTheStandardVectors) {
 }
 
 TEST(MarkdownLinks, ReplacesEachLinkAtItsShiftedPlace) {
-  AttributedText text = withParsedMarkdownLinks("See [our site](https://a.example) and [help](https://b.example/h) now");
+  LinkedText text = withParsedMarkdownLinks("See [our site](https://a.example) and [help](https://b.example/h) now");
   EXPECT_EQ(text.string, "See our site and help now");
   ASSERT_EQ(text.links.size(), 2u);
   EXPECT_EQ(text.links[0], (TextLink{4, 8, "https://a.example", 0}));
@@ -53,7 +53,7 @@ TEST(MarkdownLinks, ReplacesEachLinkAtItsShiftedPlace) {
 
 TEST(MarkdownLinks, LeavesBracketsWithoutATargetAndNestedBracketsAlone) {
   for (const char* input : {"a [title] with no target", "[outer [inner] text](x)", "no links here"}) {
-    AttributedText text = withParsedMarkdownLinks(input);
+    LinkedText text = withParsedMarkdownLinks(input);
     EXPECT_EQ(text.string, input);
     EXPECT_TRUE(text.links.empty()) << input;
   }

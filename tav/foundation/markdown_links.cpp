@@ -28,8 +28,8 @@ std::optional<LinkMatch> linkAt(std::string_view text, std::size_t start) {
 
 }  // namespace
 
-AttributedText withParsedMarkdownLinks(std::string_view text) {
-  AttributedText result;
+LinkedText withParsedMarkdownLinks(std::string_view text) {
+  LinkedText result;
   result.string.reserve(text.size());
   // One pass, leftmost match first, matches never overlapping: the text between links is copied as it
   // is, each link is replaced by its title.

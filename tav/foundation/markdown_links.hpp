@@ -18,16 +18,17 @@ struct TextLink {
   friend bool operator==(const TextLink&, const TextLink&) = default;
 };
 
-/// Text with link runs, in text order; the styled text the host shows.
-struct AttributedText {
+/// Text with link runs, in text order; the styled text the host shows. (The drawn text of a text layer,
+/// with its font and colour, is the scene's AttributedText.)
+struct LinkedText {
   std::string string;
   std::vector<TextLink> links;
-  friend bool operator==(const AttributedText&, const AttributedText&) = default;
+  friend bool operator==(const LinkedText&, const LinkedText&) = default;
 };
 
 /// Replaces every "[title](target)" with `title` carrying a link to `target`. The title holds neither
 /// "[" nor "]" and the target neither "(" nor ")", so nested brackets are left as they are. Text with no
 /// match comes back unchanged and without links. Offsets are in bytes of the UTF-8 text.
-AttributedText withParsedMarkdownLinks(std::string_view text);
+LinkedText withParsedMarkdownLinks(std::string_view text);
 
 }  // namespace tav

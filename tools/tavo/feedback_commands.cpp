@@ -25,11 +25,6 @@
 namespace tav::tool {
 namespace {
 
-// Beyond the shared statuses, after BSD's sysexits, as "tavo nqs" uses them: the service could not be
-// reached (69), or it answered with something other than success (76).
-constexpr int kUnavailable = 69;
-constexpr int kProtocol = 76;
-
 struct FeedbackOptions {
   std::string message;
   std::string email;

@@ -14,11 +14,6 @@
 namespace tav::tool {
 namespace {
 
-// Beyond the shared statuses, after BSD's sysexits: the service could not be reached (69), or it
-// answered with something other than success (76).
-constexpr int kUnavailable = 69;
-constexpr int kProtocol = 76;
-
 struct NqsOptions {
   std::string base;                 // empty: the configured base
   std::string type;                 // send-event: the event's wire name or case name
