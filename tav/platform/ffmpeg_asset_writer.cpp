@@ -93,6 +93,30 @@ std::string stringSetting(const JsonObject& object, std::string_view key, std::s
   return std::string(value->as_string());
 }
 
+bool booleanSetting(const JsonObject& object, std::string_view key, bool fallback) {
+  const auto* value = object.if_contains(key);
+  return value != nullptr && value->is_bool() ? value->as_bool() : fallback;
+}
+
+/// The PCM encoder for linear PCM settings (bit depth, float or integer, byte order); none for a
+/// combination a movie cannot hold.
+AVCodecID linearPCMCodec(const JsonObject& settings) {
+  const std::int64_t depth = integerSetting(settings, AVLinearPCMBitDepthKey, 16);
+  const bool isFloat = booleanSetting(settings, AVLinearPCMIsFloatKey, false);
+  const bool bigEndian = booleanSetting(settings, AVLinearPCMIsBigEndianKey, false);
+  if (isFloat) {
+    if (depth == 32) return bigEndian ? AV_CODEC_ID_PCM_F32BE : AV_CODEC_ID_PCM_F32LE;
+    if (depth == 64) return bigEndian ? AV_CODEC_ID_PCM_F64BE : AV_CODEC_ID_PCM_F64LE;
+    return AV_CODEC_ID_NONE;
+  }
+  switch (depth) {
+    case 16: return bigEndian ? AV_CODEC_ID_PCM_S16BE : AV_CODEC_ID_PCM_S16LE;
+    case 24: return bigEndian ? AV_CODEC_ID_PCM_S24BE : AV_CODEC_ID_PCM_S24LE;
+    case 32: return bigEndian ? AV_CODEC_ID_PCM_S32BE : AV_CODEC_ID_PCM_S32LE;
+    default: return AV_CODEC_ID_NONE;
+  }
+}
+
 AVPixelFormat avPixelFormat(PixelFormat format) {
   switch (format) {
     case PixelFormat::nv12: return AV_PIX_FMT_NV12;
@@ -262,11 +286,17 @@ class FfmpegAssetWriterInput final : public AssetWriterInput {
   }
 
   bool prepareAudio(const JsonObject& settings) {
-    // AAC unless the settings ask for Apple Lossless, which the isolated sources' audio files use.
-    const bool lossless = integerSetting(settings, AVFormatIDKey, kAudioFormatMPEG4AAC) == kAudioFormatAppleLossless;
-    const AVCodec* encoder = lossless ? avcodec_find_encoder(AV_CODEC_ID_ALAC) : avcodec_find_encoder_by_name("aac");
+    // AAC unless the settings ask for Apple Lossless or linear PCM, as the isolated sources' files do.
+    const std::int64_t formatID = integerSetting(settings, AVFormatIDKey, kAudioFormatMPEG4AAC);
+    const bool lossless = formatID == kAudioFormatAppleLossless;
+    const bool linearPCM = formatID == kAudioFormatLinearPCM;
+    const AVCodec* encoder = lossless    ? avcodec_find_encoder(AV_CODEC_ID_ALAC)
+                             : linearPCM ? avcodec_find_encoder(linearPCMCodec(settings))
+                                         : avcodec_find_encoder_by_name("aac");
     if (encoder == nullptr) {
-      _muxer->fail(lossless ? "no Apple Lossless encoder" : "no AAC encoder");
+      _muxer->fail(lossless    ? "no Apple Lossless encoder"
+                   : linearPCM ? "no encoder for linear PCM of these settings (bit depth, float, byte order)"
+                               : "no AAC encoder");
       return false;
     }
     const auto sampleRate = static_cast<int>(integerSetting(settings, AVSampleRateKey, 48000));
@@ -284,6 +314,8 @@ class FfmpegAssetWriterInput final : public AssetWriterInput {
       codec->sample_fmt = integerSetting(settings, AVEncoderBitDepthHintKey, 24) == 16 ? AV_SAMPLE_FMT_S16P
                                                                                       : AV_SAMPLE_FMT_S32P;
       codec->bits_per_raw_sample = codec->sample_fmt == AV_SAMPLE_FMT_S16P ? 16 : 24;
+    } else if (linearPCM) {
+      codec->sample_fmt = encoder->sample_fmts[0];  // each PCM encoder takes exactly one format
     } else {
       codec->sample_fmt = AV_SAMPLE_FMT_FLTP;
       codec->bit_rate = integerSetting(settings, AVEncoderBitRateKey, 64000 * std::min(channels, 2));
@@ -648,7 +680,8 @@ class FfmpegAssetWriterInput final : public AssetWriterInput {
     const int frameSize = codec->frame_size > 0 ? codec->frame_size : 1024;
     while (av_audio_fifo_size(_fifo.get()) >= frameSize || (atEnd && av_audio_fifo_size(_fifo.get()) > 0)) {
       const int available = std::min(av_audio_fifo_size(_fifo.get()), frameSize);
-      const bool shortAllowed = (codec->codec->capabilities & AV_CODEC_CAP_SMALL_LAST_FRAME) != 0;
+      const bool shortAllowed =
+          (codec->codec->capabilities & (AV_CODEC_CAP_SMALL_LAST_FRAME | AV_CODEC_CAP_VARIABLE_FRAME_SIZE)) != 0;
       FramePtr frame(av_frame_alloc());
       frame->format = AV_SAMPLE_FMT_FLTP;
       frame->nb_samples = available < frameSize && !shortAllowed ? frameSize : available;
