@@ -2,9 +2,9 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cstdint>
 #include <map>
 #include <mutex>
-#include <set>
 #include <system_error>
 
 #include "tav/contracts/in_memory_user_notification_center.hpp"
@@ -94,7 +94,10 @@ struct SdBusUserNotificationCenter::State : std::enable_shared_from_this<State> 
 
   std::mutex mutex;
   std::weak_ptr<UserNotificationCenterDelegate> delegate;  // guarded by mutex
-  std::set<std::string> closing;                           // guarded by mutex
+  // Removals on their way, each with the number of its call: a removal acts only while it is still
+  // the newest for its identifier and no request of that identifier came after it.
+  std::map<std::string, std::uint64_t> closing;  // guarded by mutex
+  std::uint64_t removals = 0;                     // guarded by mutex
 
   // Last, so that it is destroyed first: completions still queued run against the members above.
   SerialQueue callbacks{"com.morvane.UserNotificationManager.callbacks"};
@@ -326,21 +329,26 @@ void SdBusUserNotificationCenter::add(NotificationRequest request, std::function
 }
 
 void SdBusUserNotificationCenter::removeDeliveredNotifications(const std::vector<std::string>& identifiers) {
+  std::uint64_t removal = 0;
   {
     std::lock_guard lock(state_->mutex);
-    state_->closing.insert(identifiers.begin(), identifiers.end());
+    removal = ++state_->removals;
+    for (const auto& identifier : identifiers) state_->closing[identifier] = removal;
   }
   // The close goes out behind the callback queue's current task: a request of the same identifier
-  // added by that task (a notification being replaced) takes the removal back first.
-  state_->callbacks.async([state = state_, weakThread = std::weak_ptr<SdBusThread>(thread_), identifiers] {
+  // added by that task (a notification being replaced) takes the removal back first. A close still
+  // waiting for an earlier notification's id is dropped once a newer removal or request came.
+  state_->callbacks.async([state = state_, weakThread = std::weak_ptr<SdBusThread>(thread_), identifiers, removal] {
     auto thread = weakThread.lock();
     if (!thread) return;
-    thread->post([state, thread = thread.get(), identifiers] {
+    thread->post([state, thread = thread.get(), identifiers, removal] {
       for (const auto& identifier : identifiers) {
-        state->whenIdKnown(identifier, [state, bus = thread->bus(), identifier] {
+        state->whenIdKnown(identifier, [state, bus = thread->bus(), identifier, removal] {
           {
             std::lock_guard lock(state->mutex);
-            if (state->closing.erase(identifier) == 0) return;
+            auto pending = state->closing.find(identifier);
+            if (pending == state->closing.end() || pending->second != removal) return;
+            state->closing.erase(pending);
           }
           auto known = state->serverIds.find(identifier);
           if (known != state->serverIds.end()) state->close(bus, known->second);
