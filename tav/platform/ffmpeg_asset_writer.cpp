@@ -117,6 +117,18 @@ AVCodecID linearPCMCodec(const JsonObject& settings) {
   }
 }
 
+/// Makes `converter` turn audio of the input layout, format and rate into the output's; the FFmpeg error
+/// (and no converter) when it cannot.
+int makeAudioConverter(SwrContextPtr& converter, AVChannelLayout& outLayout, AVSampleFormat outFormat,
+                       int outRate, AVChannelLayout& inLayout, AVSampleFormat inFormat, int inRate) {
+  SwrContext* raw = nullptr;
+  int result = swr_alloc_set_opts2(&raw, &outLayout, outFormat, outRate, &inLayout, inFormat, inRate, 0, nullptr);
+  converter.reset(raw);
+  if (result >= 0) result = swr_init(converter.get());
+  if (result < 0) converter.reset();
+  return result;
+}
+
 AVPixelFormat avPixelFormat(PixelFormat format) {
   switch (format) {
     case PixelFormat::nv12: return AV_PIX_FMT_NV12;
@@ -331,11 +343,8 @@ class FfmpegAssetWriterInput final : public AssetWriterInput {
     }
     if (codec->sample_fmt != AV_SAMPLE_FMT_FLTP) {
       // Samples wait in the FIFO as float; each frame for the encoder is converted on its way out.
-      SwrContext* raw = nullptr;
-      result = swr_alloc_set_opts2(&raw, &codec->ch_layout, codec->sample_fmt, sampleRate, &codec->ch_layout,
-                                   AV_SAMPLE_FMT_FLTP, sampleRate, 0, nullptr);
-      _sampleConverter.reset(raw);
-      if (result >= 0) result = swr_init(_sampleConverter.get());
+      result = makeAudioConverter(_sampleConverter, codec->ch_layout, codec->sample_fmt, sampleRate, codec->ch_layout,
+                                  AV_SAMPLE_FMT_FLTP, sampleRate);
       if (result < 0) {
         _muxer->fail("could not set up the audio conversion", result);
         return false;
@@ -607,14 +616,10 @@ class FfmpegAssetWriterInput final : public AssetWriterInput {
     if (!_resampler || _resamplerChannels != audio.channelCount || _resamplerRate != audio.sampleRate) {
       AVChannelLayout inputLayout;
       av_channel_layout_default(&inputLayout, audio.channelCount);
-      SwrContext* raw = nullptr;
-      int result = swr_alloc_set_opts2(&raw, &codec->ch_layout, AV_SAMPLE_FMT_FLTP, codec->sample_rate, &inputLayout,
-                                       AV_SAMPLE_FMT_FLTP, audio.sampleRate, 0, nullptr);
-      _resampler.reset(raw);
-      if (result >= 0) result = swr_init(_resampler.get());
+      const int result = makeAudioConverter(_resampler, codec->ch_layout, AV_SAMPLE_FMT_FLTP, codec->sample_rate,
+                                            inputLayout, AV_SAMPLE_FMT_FLTP, audio.sampleRate);
       av_channel_layout_uninit(&inputLayout);
       if (result < 0) {
-        _resampler.reset();
         _muxer->fail("could not set up the audio conversion", result);
         return false;
       }
