@@ -1,5 +1,6 @@
 #include "tav/playback/video_file_chunks.hpp"
 
+#include <algorithm>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -42,8 +43,16 @@ std::vector<CMTime> scanSyncSamples(const Asset& asset) {
     if (sample->attachments().notSync) continue;
     times.push_back(presentation);
   }
-  if (reader->status() == AssetReaderStatus::failed || times.empty()) return justZero;
-  if (times.front() > kCMTimeZero) times.front() = kCMTimeZero;
+  if (reader->status() == AssetReaderStatus::failed) return justZero;
+  // A damaged or unusual file can store sync samples out of order or before zero (an edit list that
+  // cuts into the first group); the reverse planner needs ascending boundaries that start at zero.
+  std::sort(times.begin(), times.end());
+  if (times.empty()) return justZero;
+  for (CMTime& time : times) {
+    if (time < kCMTimeZero) time = kCMTimeZero;
+  }
+  times.front() = kCMTimeZero;
+  times.erase(std::unique(times.begin(), times.end()), times.end());
   return times;
 }
 

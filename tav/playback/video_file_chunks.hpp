@@ -29,10 +29,11 @@ struct VideoFileChunkPlan {
 VideoFileChunkPlan planReverseChunk(CMTime playhead, const std::vector<CMTime>& gopBoundaries,
                                     CMTime maxChunkDuration);
 
-/// Presentation times of the sync samples of `asset`'s first video track, read without decoding, in
-/// the order read. Samples without numeric presentation and decode times are skipped. The first time
-/// is always zero (a first sync sample after zero is moved to it); the result is just zero when there
-/// is no video track, on any failure, or when nothing was found.
+/// Presentation times of the sync samples of `asset`'s first video track, read without decoding,
+/// ascending and without repeats. Samples without numeric presentation and decode times are skipped.
+/// The first time is always zero: the first group is taken to start there, whether its sync sample lies
+/// after zero or before it. The result is just zero when there is no video track, on any failure, or
+/// when nothing was found.
 std::vector<CMTime> scanSyncSamples(const Asset& asset);
 
 /// The frames of `range` of `asset`'s first video track, decoded, in presentation order, each turned

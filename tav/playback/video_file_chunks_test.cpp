@@ -138,6 +138,12 @@ TEST(VideoFileChunks, ScanSkipsSamplesWithoutTimesAndStartsAtZero) {
   EXPECT_EQ(scanSyncSamples(asset), (std::vector<CMTime>{kCMTimeZero, seconds(2.0)}));
   EXPECT_EQ(scanSyncSamples(ScriptedAsset({storedSample(seconds(0.1), seconds(0.1), false)})),
             std::vector<CMTime>{kCMTimeZero});
+  // Damaged order: a sync sample before zero, one stored twice, and two stored out of order.
+  EXPECT_EQ(scanSyncSamples(ScriptedAsset({storedSample(seconds(-0.5), seconds(-0.5), true),
+                                           storedSample(seconds(3.0), seconds(0.1), true),
+                                           storedSample(seconds(1.0), seconds(0.2), true),
+                                           storedSample(seconds(3.0), seconds(0.3), true)})),
+            (std::vector<CMTime>{kCMTimeZero, seconds(1.0), seconds(3.0)}));
 }
 
 TEST(VideoFileChunks, DecodedChunksAreInPresentationOrderWithinTheirRange) {
