@@ -19,10 +19,12 @@
 
 namespace {
 
-const std::filesystem::path& inputPath() {
-  static const std::filesystem::path path =
-      std::filesystem::temp_directory_path() / ("asset-reader-fuzz-" + std::to_string(::getpid()) + ".mov");
-  return path;
+// Each input gets a file of its own, removed once it has run: work a controller left on its background
+// queue may still open the previous input's file, and must find it gone rather than holding other bytes.
+std::filesystem::path nextInputPath() {
+  static unsigned long count = 0;
+  return std::filesystem::temp_directory_path() /
+         ("asset-reader-fuzz-" + std::to_string(::getpid()) + "-" + std::to_string(count++) + ".mov");
 }
 
 }  // namespace
@@ -33,11 +35,12 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::filesystem::path inputPath = nextInputPath();
   {
-    std::ofstream out(inputPath(), std::ios::binary | std::ios::trunc);
+    std::ofstream out(inputPath, std::ios::binary | std::ios::trunc);
     out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
   }
-  auto asset = tav::makeFfmpegAsset(inputPath());
+  auto asset = tav::makeFfmpegAsset(inputPath);
   const auto boundaries = tav::scanSyncSamples(*asset);
   if (boundaries.empty() || boundaries.front() != tav::kCMTimeZero) std::abort();
   std::atomic<bool> abandoned{false};
@@ -48,11 +51,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   tav::VideoFileController::Environment environment;
   environment.makeAsset = [asset](const tav::Url&) { return asset; };
   environment.timer = timer;
-  auto controller = tav::VideoFileController::create(tav::Url::fileUrl(inputPath()), tav::Looping::bounce, environment);
+  auto controller = tav::VideoFileController::create(tav::Url::fileUrl(inputPath), tav::Looping::bounce, environment);
   controller->start();
   for (int i = 0; i < 8; ++i) timer->fire();
   controller->stop();
   controller.reset();
   if (timer->isScheduled()) std::abort();
+  std::error_code ignored;
+  std::filesystem::remove(inputPath, ignored);
   return 0;
 }

@@ -284,6 +284,11 @@ class FfmpegAssetReader final : public AssetReader {
     if (outputs_.empty()) return fail("no outputs were added");
     bool needsStreamInfo = false;
     for (const auto& output : outputs_) {
+      // Streams that only probing finds are not there yet.
+      if (static_cast<unsigned>(output->streamIndex_) >= context_->nb_streams) {
+        needsStreamInfo = true;
+        continue;
+      }
       const AVCodecParameters* parameters = context_->streams[output->streamIndex_]->codecpar;
       if (parameters->codec_type == AVMEDIA_TYPE_VIDEO && (parameters->width <= 0 || parameters->format < 0)) {
         needsStreamInfo = true;
@@ -298,6 +303,11 @@ class FfmpegAssetReader final : public AssetReader {
     if (needsStreamInfo) {
       const int found = avformat_find_stream_info(context_.get(), nullptr);
       if (found < 0) return fail(ffmpegErrorText(found));
+    }
+    // The file is opened again for every reader: if it was replaced since the asset read it, its streams
+    // need not be the ones the outputs were made for.
+    for (const auto& output : outputs_) {
+      if (!hasStreamAsOpened(output->streamIndex_)) return fail("the file has changed since it was opened");
     }
     for (unsigned i = 0; i < context_->nb_streams; ++i) context_->streams[i]->discard = AVDISCARD_ALL;
     for (const auto& output : outputs_) {
@@ -391,6 +401,16 @@ class FfmpegAssetReader final : public AssetReader {
   }
 
   AVStream* stream(int index) const { return context_->streams[index]; }
+  /// Whether this reader's file has stream `index`, of the kind the asset found there.
+  bool hasStreamAsOpened(int index) const {
+    if (index < 0 || static_cast<unsigned>(index) >= context_->nb_streams) return false;
+    const AVMediaType type = context_->streams[index]->codecpar->codec_type;
+    for (std::size_t i = 0; i < info_->tracks.size(); ++i) {
+      if (info_->streamIndices[i] != index) continue;
+      return info_->tracks[i].mediaType.isVideo() ? type == AVMEDIA_TYPE_VIDEO : type == AVMEDIA_TYPE_AUDIO;
+    }
+    return false;
+  }
   std::int64_t startOffset(AVRational timeBase) const { return av_rescale_q(info_->startOffset, kMicroseconds, timeBase); }
   const CMTimeRange& range() const { return range_; }
   bool isReading() const { return status_ == AssetReaderStatus::reading; }

@@ -85,5 +85,21 @@ TEST(FfmpegAssetReader, FilesThatCannotBeReadHaveNoTracksAndRefuseReaders) {
   }
 }
 
+TEST(FfmpegAssetReader, AFileReplacedAfterOpeningFailsToReadInsteadOfReadingTheWrongStream) {
+  ScratchDirectory scratch;
+  const auto file = makeTestMovie(scratch / "movie.mp4", TestMovie{.seconds = 0.5});
+  const auto asset = makeFfmpegAsset(file);
+  const auto audio = asset->tracksWithMediaType(MediaStreamType::audio());
+  ASSERT_EQ(audio.size(), 1U);
+  // The same name now holds a movie without sound.
+  makeTestMovie(file, TestMovie{.seconds = 0.5, .audio = false});
+  auto reader = asset->makeReader();
+  auto output = reader->makeTrackOutput(audio.front(), std::nullopt);
+  ASSERT_TRUE(output && reader->canAddOutput(*output));
+  reader->addOutput(output);
+  EXPECT_FALSE(reader->startReading());
+  EXPECT_EQ(reader->status(), AssetReaderStatus::failed);
+}
+
 }  // namespace
 }  // namespace tav
