@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 
+#include "tav/foundation/serial_queue.hpp"
 #include "tav/platform/ffmpeg_asset_reader.hpp"
 #include "tav/platform/ffmpeg_movie_probe.hpp"
 #include "tav/playback/video_file_chunks.hpp"
@@ -51,11 +52,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   tav::VideoFileController::Environment environment;
   environment.makeAsset = [asset](const tav::Url&) { return asset; };
   environment.timer = timer;
+  // Queues of our own, so that the input ends only once all of the controller's work has run.
+  environment.readingQueue = std::make_shared<tav::SerialQueue>("com.morvane.fuzz.reading");
+  environment.prefetchQueue = std::make_shared<tav::SerialQueue>("com.morvane.fuzz.prefetch");
+  const auto queues = {environment.readingQueue, environment.prefetchQueue};
   auto controller = tav::VideoFileController::create(tav::Url::fileUrl(inputPath), tav::Looping::bounce, environment);
   controller->start();
   for (int i = 0; i < 8; ++i) timer->fire();
   controller->stop();
   controller.reset();
+  for (int round = 0; round < 2; ++round) {  // a prefetch may post back to the reading queue
+    for (const auto& queue : queues) queue->sync([] {});
+  }
   if (timer->isScheduled()) std::abort();
   std::error_code ignored;
   std::filesystem::remove(inputPath, ignored);
