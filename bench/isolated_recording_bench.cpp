@@ -28,6 +28,7 @@
 #include <thread>
 #include <vector>
 
+#include "tav/contracts/url.hpp"
 #include "tav/platform/ffmpeg_asset_writer.hpp"
 #include "tav/platform/ffmpeg_movie_probe.hpp"
 #include "tav/platform/isolated_sync_check.hpp"
@@ -84,7 +85,7 @@ void BM_IsolatedAppendVideo(benchmark::State& state) {
   std::vector<double> microseconds;
   std::mutex mutex;
   for (auto _ : state) {
-    coordinator.begin(std::filesystem::temp_directory_path(), kSources);
+    coordinator.begin(Url::fileUrl(std::filesystem::temp_directory_path()), kSources);
     std::vector<std::thread> threads;
     for (int s = 0; s < kSources; ++s) {
       threads.emplace_back([&, s] {
@@ -135,7 +136,7 @@ void BM_IsolatedSync(benchmark::State& state) {
     IsolatedRecordingCoordinator coordinator(testing::isolatedWriters(factory, "ultrafast"),
                                              [&] { return host.load(); });
     const std::vector<testing::SyncTestSource> sources = testing::syncTestSources(kStart, kSeconds);
-    coordinator.begin(folder.path(), IsolatedRecordingCoordinator::defaultVideoWriterCap);
+    coordinator.begin(Url::fileUrl(folder.path()), IsolatedRecordingCoordinator::defaultVideoWriterCap);
     testing::recordSyncSession(coordinator, sources, host, kStart, kSeconds, kStart + 20.51, kStart + 24.21);
     coordinator.end();
     std::vector<SyncMarks> marks;
@@ -210,7 +211,7 @@ void BM_IsolatedLoad(benchmark::State& state) {
     canvasSettings[TavVideoEncoderPresetKey] = "ultrafast";
     canvas.start(Url::fileUrl(folder / "canvas.mov"), canvasSettings, testing::stereoAudio(), true,
                  FileType::quickTimeMovie, {});
-    coordinator.begin(folder.path(), IsolatedRecordingCoordinator::defaultVideoWriterCap);
+    coordinator.begin(Url::fileUrl(folder.path()), IsolatedRecordingCoordinator::defaultVideoWriterCap);
     const double cpuStart = processCpuSeconds();
     const std::size_t canvasSize = VideoFrame::packedSize(PixelFormat::nv12, kCanvasWidth, kCanvasHeight);
     for (int i = 0; i < kSeconds * kFps; ++i) {

@@ -44,7 +44,7 @@ TEST(IsolatedRecordingFiles, SourcesOnUnrelatedClocksLineUpThroughJumpsRestartsA
   constexpr double start = 5000;
   std::vector<testing::SyncTestSource> sources = testing::syncTestSources(start, 4, 160, 90);
   sources.emplace_back("Broken", testing::SyncClocks::hostClock(), true, false, 160, 90);
-  coordinator.begin(folder.path(), 4);
+  coordinator.begin(Url::fileUrl(folder.path()), 4);
   ::testing::internal::CaptureStderr();
   // Paused for the frames from 5001.5333 s to 5002.2 s: 21 frames, 0.7 s, cut from every file.
   testing::recordSyncSession(coordinator, sources, host, start, 4, start + 1.51, start + 2.21);

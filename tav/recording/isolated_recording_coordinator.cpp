@@ -125,7 +125,7 @@ bool IsolatedRecordingCoordinator::isActive() const {
   return session_.mutate([](const std::optional<Session>& session) { return session.has_value(); });
 }
 
-void IsolatedRecordingCoordinator::begin(const std::filesystem::path& sessionFolder, int videoWriterCap) {
+void IsolatedRecordingCoordinator::begin(const Url& sessionFolder, int videoWriterCap) {
   didWarnCap_.setWrappedValue(false);
   WriterMap previous = writers_.mutate([](WriterMap& writers) { return std::exchange(writers, {}); });
   if (!previous.empty()) {
@@ -137,8 +137,8 @@ void IsolatedRecordingCoordinator::begin(const std::filesystem::path& sessionFol
   pauseState_.setWrappedValue(PauseState{});
   timelines_.mutate([](auto& timelines) { timelines.clear(); });
   const int cap = videoWriterCap < 0 ? 0 : videoWriterCap;
-  session_.setWrappedValue(Session{sessionFolder, cap});
-  logger_.info("Isolated recording session began at {} (video cap {})", sessionFolder.string(), cap);
+  session_.setWrappedValue(Session{sessionFolder.filePath(), cap});
+  logger_.info("Isolated recording session began at {} (video cap {})", sessionFolder.filePath().string(), cap);
 }
 
 void IsolatedRecordingCoordinator::setPaused(bool paused) {

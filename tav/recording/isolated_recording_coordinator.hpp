@@ -76,10 +76,10 @@ class IsolatedRecordingCoordinator {
 
   bool isActive() const;
 
-  /// Starts a session writing into `sessionFolder` (which must exist), with at most `videoWriterCap`
-  /// video writers at a time (a negative cap counts as 0). A session still running is replaced and its
-  /// writers are aborted in the background.
-  void begin(const std::filesystem::path& sessionFolder, int videoWriterCap = defaultVideoWriterCap);
+  /// Starts a session writing into the folder at the file URL `sessionFolder` (which must exist), with
+  /// at most `videoWriterCap` video writers at a time (a negative cap counts as 0). A session still
+  /// running is replaced and its writers are aborted in the background.
+  void begin(const Url& sessionFolder, int videoWriterCap = defaultVideoWriterCap);
   /// Pauses or resumes every source. The span from the first pause to the first buffer after the resume
   /// is cut out of every file.
   void setPaused(bool paused);

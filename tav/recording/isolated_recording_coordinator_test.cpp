@@ -103,7 +103,7 @@ class IsolatedRecordingCoordinatorTest : public ::testing::Test {
       },
       clock_.function()};
 
-  void SetUp() override { coordinator_.begin("/session", 4); }
+  void SetUp() override { coordinator_.begin(Url::fileUrl("/session"), 4); }
 
   void video(const std::string& id, CMTime pts, bool generated = false, bool transition = false) {
     coordinator_.consumeVideo(
@@ -228,7 +228,7 @@ TEST_F(IsolatedRecordingCoordinatorTest, CapRefusesAFifthVideoSourceUntilASlotFr
   EXPECT_EQ(writerFor("cam5")->videoTimes().size(), 1u);
 
   for (const int cap : {0, -1}) {
-    coordinator_.begin("/other", cap);
+    coordinator_.begin(Url::fileUrl("/other"), cap);
     video("late", seconds(100.2));
     EXPECT_EQ(writerFor("late"), nullptr) << "cap " << cap;
   }
@@ -323,7 +323,7 @@ TEST_F(IsolatedRecordingCoordinatorTest, EndFinalisesEveryWriterAndAbortDiscards
   video("one", seconds(101));
   EXPECT_EQ(writerFor("one")->videoTimes().size(), 1u) << "no session: consume returns at once";
 
-  coordinator_.begin("/again", 4);
+  coordinator_.begin(Url::fileUrl("/again"), 4);
   video("three", seconds(101));
   ::testing::internal::CaptureStderr();
   coordinator_.abortAll();
@@ -349,7 +349,7 @@ TEST(IsolatedRecordingCoordinatorThreads, ManyProducersKeepEveryTrackMonotonic) 
         return writer;
       },
       [&] { return host.load(); });
-  coordinator.begin("/threads", 4);
+  coordinator.begin(Url::fileUrl("/threads"), 4);
   constexpr int kSources = 8;
   constexpr int kBuffers = 400;
   // A producer can be scheduled entirely inside one pause; the tail it sends once the pausing is over

@@ -1,8 +1,8 @@
 // Where the recorder's files go, as the recorder asks it: the file URLs of a new recording, the
 // clean-up of a session folder that a failed start left empty, and the title of the save location.
 //
-// A small interface so that a host or a test can put the files elsewhere; the default answers through
-// RecordingLocationHandler and RecordingLocation::current().
+// A small interface so that a host or a test can put the files elsewhere. RecordingLocationHandler is
+// the implementation over a settings store; the default is its shared instance.
 #pragma once
 
 #include <memory>
@@ -29,7 +29,7 @@ class RecorderLocationHandler {
   virtual std::string currentLocationTitle() = 0;
 };
 
-/// The handler over the saved paths and the current location of the standard user defaults.
+/// RecordingLocationHandler::shared(): the saved paths and current location of the standard store.
 std::shared_ptr<RecorderLocationHandler> defaultRecorderLocationHandler();
 
 }  // namespace tav

@@ -82,8 +82,8 @@ std::string CustomRecordingLocation::title() const {
   return type.title();
 }
 
-CodableUserDefault<std::vector<RecordingLocation>> CustomRecordingLocation::locations() {
-  return CodableUserDefault<std::vector<RecordingLocation>>("CUSTOM_RECORDING_LOCATIONS", {});
+CodableUserDefault<std::vector<RecordingLocation>> CustomRecordingLocation::locations(std::shared_ptr<UserDefaults> store) {
+  return CodableUserDefault<std::vector<RecordingLocation>>("CUSTOM_RECORDING_LOCATIONS", {}, std::move(store));
 }
 
 std::vector<std::uint8_t> makeBookmark(const std::filesystem::path& path) {
@@ -101,7 +101,8 @@ std::optional<Url> resolveBookmark(const std::vector<std::uint8_t>& bookmark) {
   return Url::fileUrl(path);
 }
 
-void CustomRecordingLocation::addCustomLocation(const Url& url, std::string_view mountTable) {
+void CustomRecordingLocation::addCustomLocation(const Url& url, std::string_view mountTable,
+                                                std::shared_ptr<UserDefaults> store) {
   // Linux has no security-scoped access to start or stop: a folder the process can reach is usable.
   if (!url.isFileUrl()) throw RecordingLocationError(RecordingLocationError::Case::bookmarkFailed);
   std::filesystem::path folder = url.filePath();
@@ -125,7 +126,7 @@ void CustomRecordingLocation::addCustomLocation(const Url& url, std::string_view
 
   auto [type, name] = classifyRecordingLocation(folder.string(), *values);
   CustomRecordingLocation record{Uuid::random().toString(), std::move(type), std::move(bookmark), std::move(name)};
-  auto handle = locations();
+  auto handle = locations(std::move(store));
   std::vector<RecordingLocation> saved = handle.get();
   saved.push_back(RecordingLocation::custom(std::move(record)));
   handle.set(saved);
@@ -151,8 +152,9 @@ std::optional<Url> RecordingLocation::url() const {
   return std::nullopt;
 }
 
-CodableUserDefault<RecordingLocation> RecordingLocation::current() {
-  return CodableUserDefault<RecordingLocation>("CURRENT_RECORDING_LOCATION", RecordingLocation::photoLibrary());
+CodableUserDefault<RecordingLocation> RecordingLocation::current(std::shared_ptr<UserDefaults> store) {
+  return CodableUserDefault<RecordingLocation>("CURRENT_RECORDING_LOCATION", RecordingLocation::photoLibrary(),
+                                               std::move(store));
 }
 
 std::string RecordingLocation::generateFilename(const std::optional<std::string>& customFileName) {

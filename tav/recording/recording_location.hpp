@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -75,15 +76,17 @@ struct CustomRecordingLocation {
   /// The type's title, then " - " and the name when there is one.
   std::string title() const;
 
-  /// The saved custom locations, key "CUSTOM_RECORDING_LOCATIONS" of the standard store, default
-  /// empty. The handle is made on the store installed at the time of the call.
-  static CodableUserDefault<std::vector<RecordingLocation>> locations();
+  /// The saved custom locations, key "CUSTOM_RECORDING_LOCATIONS" of `store` (by default the standard
+  /// store installed at the time of the call), default empty.
+  static CodableUserDefault<std::vector<RecordingLocation>> locations(
+      std::shared_ptr<UserDefaults> store = UserDefaults::standard());
 
-  /// Adds the folder at `url` to `locations` as a new custom location (new UUID, classified by its
-  /// volume). Throws RecordingLocationError bookmarkFailed when the folder's volume cannot be read or
-  /// is read-only, or when no bookmark can be made. `mountTable` is the text of /proc/self/mounts; empty
-  /// reads the running system's.
-  static void addCustomLocation(const Url& url, std::string_view mountTable = {});
+  /// Adds the folder at `url` to `locations(store)` as a new custom location (new UUID, classified by
+  /// its volume). Throws RecordingLocationError bookmarkFailed when the folder's volume cannot be read
+  /// or is read-only, or when no bookmark can be made. `mountTable` is the text of /proc/self/mounts;
+  /// empty reads the running system's.
+  static void addCustomLocation(const Url& url, std::string_view mountTable = {},
+                                std::shared_ptr<UserDefaults> store = UserDefaults::standard());
 
   friend bool operator==(const CustomRecordingLocation&, const CustomRecordingLocation&) = default;
 };
@@ -119,8 +122,9 @@ struct RecordingLocation {
   /// longer resolves.
   std::optional<Url> url() const;
 
-  /// The chosen location, key "CURRENT_RECORDING_LOCATION" of the standard store, default photoLibrary.
-  static CodableUserDefault<RecordingLocation> current();
+  /// The chosen location, key "CURRENT_RECORDING_LOCATION" of `store` (by default the standard store
+  /// installed at the time of the call), default photoLibrary.
+  static CodableUserDefault<RecordingLocation> current(std::shared_ptr<UserDefaults> store = UserDefaults::standard());
 
   /// `customFileName` when it is given and not empty; otherwise "Tavo Studio <version>-<build> at
   /// <yyyy-MM-dd HH-mm-ss>.mov" in local time, with an absent version or build number left empty.

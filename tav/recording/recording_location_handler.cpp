@@ -2,10 +2,10 @@
 
 #include <unistd.h>
 
-#include <atomic>
 #include <cctype>
 #include <ctime>
 #include <fstream>
+#include <stdexcept>
 #include <system_error>
 
 #include "tav/contracts/localizer.hpp"
@@ -23,8 +23,6 @@ const Logger& logger() {
   static const Logger instance("RecordingLocationHandler");
   return instance;
 }
-
-std::atomic<bool> gUsesSessionSubfolder{false};
 
 std::string defaultFolderText(std::string_view xdgName, std::string_view fallbackName) {
   fs::path folder = userDirectory(xdgName, fallbackName);
@@ -126,21 +124,40 @@ std::vector<Url> applySuffixes(const Url& base, const std::vector<std::optional<
 
 }  // namespace
 
-UserDefault<std::string> RecordingLocationHandler::recordingSavePath() {
-  return UserDefault<std::string>("LocalRecorderSavePath", defaultFolderText("VIDEOS", "Videos"));
-}
-UserDefault<std::vector<std::string>> RecordingLocationHandler::recordingSavePathHistory() {
-  return UserDefault<std::vector<std::string>>("LocalRecorderSavePathHistory", {});
-}
-UserDefault<std::string> RecordingLocationHandler::frameSavePath() {
-  return UserDefault<std::string>("FrameSavePath", defaultFolderText("DESKTOP", "Desktop"));
-}
-UserDefault<std::vector<std::string>> RecordingLocationHandler::frameSavePathHistory() {
-  return UserDefault<std::vector<std::string>>("FrameSavePathHistory", {});
+RecordingLocationHandler::RecordingLocationHandler(std::shared_ptr<UserDefaults> store)
+    : RecordingLocationHandler(std::move(store), Settings{}) {}
+
+RecordingLocationHandler::RecordingLocationHandler(std::shared_ptr<UserDefaults> store, Settings settings)
+    : store_(std::move(store)), usesSessionSubfolder_(settings.usesSessionSubfolder) {
+  if (!store_) throw std::invalid_argument("RecordingLocationHandler needs a store");
 }
 
-bool RecordingLocationHandler::usesSessionSubfolder() { return gUsesSessionSubfolder.load(); }
-void RecordingLocationHandler::setUsesSessionSubfolder(bool value) { gUsesSessionSubfolder.store(value); }
+RecordingLocationHandler& RecordingLocationHandler::shared() {
+  static RecordingLocationHandler handler;
+  return handler;
+}
+
+std::shared_ptr<UserDefaults> RecordingLocationHandler::store() const {
+  return store_ ? store_ : UserDefaults::standard();
+}
+
+UserDefault<std::string> RecordingLocationHandler::recordingSavePath() const {
+  return UserDefault<std::string>("LocalRecorderSavePath", defaultFolderText("VIDEOS", "Videos"), store());
+}
+UserDefault<std::vector<std::string>> RecordingLocationHandler::recordingSavePathHistory() const {
+  return UserDefault<std::vector<std::string>>("LocalRecorderSavePathHistory", {}, store());
+}
+UserDefault<std::string> RecordingLocationHandler::frameSavePath() const {
+  return UserDefault<std::string>("FrameSavePath", defaultFolderText("DESKTOP", "Desktop"), store());
+}
+UserDefault<std::vector<std::string>> RecordingLocationHandler::frameSavePathHistory() const {
+  return UserDefault<std::vector<std::string>>("FrameSavePathHistory", {}, store());
+}
+CodableUserDefault<RecordingLocation> RecordingLocationHandler::currentLocation() const {
+  return RecordingLocation::current(store());
+}
+
+std::string RecordingLocationHandler::currentLocationTitle() { return currentLocation().get().title(); }
 
 std::string RecordingLocationHandler::fileName() {
   std::time_t now = std::time(nullptr);
@@ -186,7 +203,7 @@ std::vector<Url> RecordingLocationHandler::getRecordingURLs(
 }
 
 std::vector<Url> RecordingLocationHandler::getFrameURLs(const TavoRecorderConfiguration& configuration,
-                                                        const std::vector<std::optional<std::string>>& suffixes) {
+                                                        const std::vector<std::optional<std::string>>& suffixes) const {
   if (suffixes.empty()) return {};
   if (!configuration.fileName && !configuration.outputURL) throw VideoRecorderError::missingLocation();
   Url base = resolveBase(frameSavePath().get(), configuration);

@@ -10,17 +10,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A fresh store with the save paths pointing into a scratch folder.
+/// A handler over a fresh store, with the save paths pointing into a scratch folder.
 class RecordingLocationHandlerFiles : public ::testing::Test {
  protected:
-  RecordingLocationHandlerFiles() : before_(UserDefaults::standard()) {
-    UserDefaults::setStandard(store_);
-    RecordingLocationHandler::recordingSavePath().set(Url::fileUrl(scratch_.path()).absoluteString());
-    RecordingLocationHandler::frameSavePath().set(Url::fileUrl(scratch_.path()).absoluteString());
-  }
-  ~RecordingLocationHandlerFiles() override {
-    RecordingLocationHandler::setUsesSessionSubfolder(false);
-    UserDefaults::setStandard(before_);
+  RecordingLocationHandlerFiles() {
+    handler_.recordingSavePath().set(Url::fileUrl(scratch_.path()).absoluteString());
+    handler_.frameSavePath().set(Url::fileUrl(scratch_.path()).absoluteString());
   }
 
   std::vector<std::string> names(const std::vector<Url>& urls) {
@@ -30,8 +25,8 @@ class RecordingLocationHandlerFiles : public ::testing::Test {
   }
 
   testing::ScratchDirectory scratch_{"tav-handler"};
-  std::shared_ptr<UserDefaults> before_;
   std::shared_ptr<InMemoryUserDefaults> store_ = std::make_shared<InMemoryUserDefaults>();
+  RecordingLocationHandler handler_{store_};
 };
 
 std::string stemOf(const std::string& fileName) { return fileName.substr(0, fileName.size() - 4); }
@@ -49,15 +44,15 @@ TEST_F(RecordingLocationHandlerFiles, FileNameIsTheDatedDefaultText) {
 }
 
 TEST_F(RecordingLocationHandlerFiles, OneOutputGoesStraightIntoTheSavedFolder) {
-  EXPECT_TRUE(RecordingLocationHandler::getRecordingURLs(std::nullopt, {}).empty());
-  auto urls = RecordingLocationHandler::getRecordingURLs(std::nullopt, {std::nullopt});
+  EXPECT_TRUE(handler_.getRecordingURLs(std::nullopt, {}).empty());
+  auto urls = handler_.getRecordingURLs(std::nullopt, {std::nullopt});
   ASSERT_EQ(urls.size(), 1u);
   EXPECT_EQ(urls[0].filePath().parent_path(), scratch_.path());
   EXPECT_TRUE(urls[0].lastPathComponent().starts_with("Tavo Studio Recording "));
 }
 
 TEST_F(RecordingLocationHandlerFiles, TwoOutputsShareOneMarkedSessionFolder) {
-  auto urls = RecordingLocationHandler::getRecordingURLs(std::nullopt, {std::nullopt, " Vertical"});
+  auto urls = handler_.getRecordingURLs(std::nullopt, {std::nullopt, " Vertical"});
   ASSERT_EQ(urls.size(), 2u);
   std::string stem = stemOf(urls[0].lastPathComponent());
   EXPECT_EQ(names(urls), (std::vector<std::string>{stem + "/" + stem + ".mov", stem + "/" + stem + " Vertical.mov"}));
@@ -66,8 +61,8 @@ TEST_F(RecordingLocationHandlerFiles, TwoOutputsShareOneMarkedSessionFolder) {
 }
 
 TEST_F(RecordingLocationHandlerFiles, SessionSubfolderAlsoForOneOutputWhenAsked) {
-  RecordingLocationHandler::setUsesSessionSubfolder(true);
-  auto urls = RecordingLocationHandler::getRecordingURLs(std::nullopt, {" Main"});
+  handler_.setUsesSessionSubfolder(true);
+  auto urls = handler_.getRecordingURLs(std::nullopt, {" Main"});
   ASSERT_EQ(urls.size(), 1u);
   fs::path folder = urls[0].filePath().parent_path();
   EXPECT_EQ(folder.parent_path(), scratch_.path());
@@ -77,63 +72,87 @@ TEST_F(RecordingLocationHandlerFiles, SessionSubfolderAlsoForOneOutputWhenAsked)
 
 TEST_F(RecordingLocationHandlerFiles, OutputURLWithTwoSuffixesMakesAUniqueFolderBesideIt) {
   TavoRecorderConfiguration configuration{std::nullopt, Url::fileUrl(scratch_ / "x.mov")};
-  EXPECT_EQ(names(RecordingLocationHandler::getRecordingURLs(configuration, {" A"})),
+  EXPECT_EQ(names(handler_.getRecordingURLs(configuration, {" A"})),
             (std::vector<std::string>{"x.mov"}));
-  EXPECT_EQ(names(RecordingLocationHandler::getRecordingURLs(configuration, {std::nullopt, " B"})),
+  EXPECT_EQ(names(handler_.getRecordingURLs(configuration, {std::nullopt, " B"})),
             (std::vector<std::string>{"x/x.mov", "x/x B.mov"}));
   // "x" now exists.
-  EXPECT_EQ(names(RecordingLocationHandler::getRecordingURLs(configuration, {std::nullopt, " B"})),
+  EXPECT_EQ(names(handler_.getRecordingURLs(configuration, {std::nullopt, " B"})),
             (std::vector<std::string>{"x 2/x.mov", "x 2/x B.mov"}));
   TavoRecorderConfiguration bare{std::nullopt, Url::fileUrl(scratch_ / "take")};
-  EXPECT_EQ(names(RecordingLocationHandler::getRecordingURLs(bare, {"", " V"})),
+  EXPECT_EQ(names(handler_.getRecordingURLs(bare, {"", " V"})),
             (std::vector<std::string>{"take/take.mov", "take/take V.mov"}));
 }
 
 TEST_F(RecordingLocationHandlerFiles, MissingOrUnusableDestinationsAreRefused) {
   TavoRecorderConfiguration orphan{std::nullopt, Url::fileUrl(scratch_ / "nowhere" / "x.mov")};
   try {
-    RecordingLocationHandler::getRecordingURLs(orphan, {std::nullopt});
+    handler_.getRecordingURLs(orphan, {std::nullopt});
     FAIL() << "no error";
   } catch (const VideoRecorderError& error) {
     EXPECT_EQ(error.errorCase(), VideoRecorderError::Case::missingLocation);
   }
-  RecordingLocationHandler::recordingSavePath().set("not a url");
-  EXPECT_THROW(RecordingLocationHandler::getRecordingURLs(std::nullopt, {std::nullopt}), VideoRecorderError);
-  RecordingLocationHandler::recordingSavePath().set(Url::fileUrl(scratch_.write("file.txt")).absoluteString());
-  EXPECT_THROW(RecordingLocationHandler::getRecordingURLs(std::nullopt, {std::nullopt}), VideoRecorderError);
-  EXPECT_THROW(RecordingLocationHandler::getFrameURLs({}, {std::nullopt}), VideoRecorderError);
+  handler_.recordingSavePath().set("not a url");
+  EXPECT_THROW(handler_.getRecordingURLs(std::nullopt, {std::nullopt}), VideoRecorderError);
+  handler_.recordingSavePath().set(Url::fileUrl(scratch_.write("file.txt")).absoluteString());
+  EXPECT_THROW(handler_.getRecordingURLs(std::nullopt, {std::nullopt}), VideoRecorderError);
+  EXPECT_THROW(handler_.getFrameURLs({}, {std::nullopt}), VideoRecorderError);
 }
 
 TEST_F(RecordingLocationHandlerFiles, FramesTakeTheirNamesFromTheConfiguration) {
   TavoRecorderConfiguration named{"shot.jpg", std::nullopt};
-  EXPECT_EQ(names(RecordingLocationHandler::getFrameURLs(named, {std::nullopt, " Vertical"})),
+  EXPECT_EQ(names(handler_.getFrameURLs(named, {std::nullopt, " Vertical"})),
             (std::vector<std::string>{"shot.jpg", "shot Vertical.jpg"}));
   TavoRecorderConfiguration plain{"shot", std::nullopt};
-  EXPECT_EQ(names(RecordingLocationHandler::getFrameURLs(plain, {" 1"})), (std::vector<std::string>{"shot 1.png"}));
+  EXPECT_EQ(names(handler_.getFrameURLs(plain, {" 1"})), (std::vector<std::string>{"shot 1.png"}));
   TavoRecorderConfiguration output{std::nullopt, Url::fileUrl(scratch_ / "still")};
-  EXPECT_EQ(names(RecordingLocationHandler::getFrameURLs(output, {"", " V"})),
+  EXPECT_EQ(names(handler_.getFrameURLs(output, {"", " V"})),
             (std::vector<std::string>{"still/still.png", "still/still V.png"}));
   EXPECT_FALSE(fs::exists(scratch_ / "still" / ".tavo-session"));
 }
 
 TEST_F(RecordingLocationHandlerFiles, EmptySessionFolderIsRemovedButNotOneWithAFinishedFile) {
-  auto urls = RecordingLocationHandler::getRecordingURLs(std::nullopt, {std::nullopt, " Vertical"});
+  auto urls = handler_.getRecordingURLs(std::nullopt, {std::nullopt, " Vertical"});
   fs::path folder = urls[0].filePath().parent_path();
   scratch_.write((folder.filename() / "notes.txt").string());
-  RecordingLocationHandler::removeEmptySessionFolder(urls[0]);
+  handler_.removeEmptySessionFolder(urls[0]);
   EXPECT_FALSE(fs::exists(folder));
 
-  urls = RecordingLocationHandler::getRecordingURLs(std::nullopt, {std::nullopt, " Vertical"});
+  urls = handler_.getRecordingURLs(std::nullopt, {std::nullopt, " Vertical"});
   folder = urls[0].filePath().parent_path();
   scratch_.write((folder.filename() / "voice.M4A").string());
-  RecordingLocationHandler::removeEmptySessionFolder(urls[0]);
+  handler_.removeEmptySessionFolder(urls[0]);
   EXPECT_TRUE(fs::exists(folder));
 
   // A folder without the marker is never touched.
   fs::path plain = scratch_ / "plain";
   fs::create_directory(plain);
-  RecordingLocationHandler::removeEmptySessionFolder(Url::fileUrl(plain / "a.mov"));
+  handler_.removeEmptySessionFolder(Url::fileUrl(plain / "a.mov"));
   EXPECT_TRUE(fs::exists(plain));
+}
+
+TEST_F(RecordingLocationHandlerFiles, HandlersKeepTheirOwnStoreAndSettingsAndTheSharedOneFollowsTheStandardStore) {
+  testing::ScratchDirectory other("tav-handler-other");
+  RecordingLocationHandler second(std::make_shared<InMemoryUserDefaults>(), {.usesSessionSubfolder = true});
+  second.recordingSavePath().set(Url::fileUrl(other.path()).absoluteString());
+  EXPECT_EQ(handler_.getRecordingURLs(std::nullopt, {std::nullopt})[0].filePath().parent_path(), scratch_.path());
+  const Url inFolder = second.getRecordingURLs(std::nullopt, {std::nullopt})[0];
+  EXPECT_EQ(inFolder.filePath().parent_path().parent_path(), other.path());
+  EXPECT_FALSE(handler_.usesSessionSubfolder());
+
+  // The location title is read from the handler's own store.
+  CustomRecordingLocation::addCustomLocation(Url::fileUrl(other.path()), "/dev/sda2 / ext4 rw 0 0\n", second.store());
+  const RecordingLocation added = CustomRecordingLocation::locations(second.store()).get().back();
+  second.currentLocation().set(added);
+  EXPECT_EQ(second.currentLocationTitle(), added.title());
+  EXPECT_TRUE(added.title().starts_with("On This Device"));
+  EXPECT_EQ(handler_.currentLocationTitle(), "Photo Library");
+
+  const auto before = UserDefaults::standard();
+  UserDefaults::setStandard(store_);
+  EXPECT_EQ(RecordingLocationHandler::shared().recordingSavePath().get(), handler_.recordingSavePath().get());
+  UserDefaults::setStandard(before);
+  EXPECT_THROW(RecordingLocationHandler(nullptr), std::invalid_argument);
 }
 
 TEST(RecordingLocationHandler, UniqueDirectoryNameCountsFromTwo) {

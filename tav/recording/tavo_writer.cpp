@@ -305,15 +305,16 @@ void TavoWriter::saveInterruptedRecording(std::shared_ptr<UserDefaults> userDefa
     return;
   }
   try {
-    saveToPhotoLibrary(recovery, mediaLibrary);
+    saveToPhotoLibrary(Url::fileUrl(recovery), mediaLibrary);
   } catch (const std::exception& failure) {
     staticLogger().error("Failed to save interrupted recording to photo library: {}", failure.what());
   }
   // The mark stays: the save moved the file, so the next launch finds nothing and clears it.
 }
 
-void TavoWriter::saveToPhotoLibrary(const std::filesystem::path& file, MediaLibrary& mediaLibrary) {
+void TavoWriter::saveToPhotoLibrary(const Url& fileURL, MediaLibrary& mediaLibrary) {
   const Logger& logger = staticLogger();
+  const std::filesystem::path file = fileURL.filePath();
   if (mediaLibrary.requestAuthorization(MediaLibraryAccessLevel::addOnly) != MediaLibraryAuthorizationStatus::authorized) {
     logger.error("Could not save the recording to photo library: no permission");
     throw VideoRecorderError::missingPhotoLibraryPermission();

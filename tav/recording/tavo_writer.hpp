@@ -104,9 +104,9 @@ class TavoWriter {
   static void saveInterruptedRecording(std::shared_ptr<UserDefaults> userDefaults = UserDefaults::standard(),
                                        MediaLibrary& mediaLibrary = defaultMediaLibrary());
 
-  /// Hands the file at `file` to the media library (moving it), asking for add-only access first.
-  /// Throws VideoRecorderError missingPhotoLibraryPermission or failedToSaveToPhotoLibrary.
-  static void saveToPhotoLibrary(const std::filesystem::path& file, MediaLibrary& mediaLibrary);
+  /// Hands the file at the file URL `file` to the media library (moving it), asking for add-only
+  /// access first. Throws VideoRecorderError missingPhotoLibraryPermission or failedToSaveToPhotoLibrary.
+  static void saveToPhotoLibrary(const Url& file, MediaLibrary& mediaLibrary);
 
  private:
   enum class WriterState { idle, preparing, writing, stopping };

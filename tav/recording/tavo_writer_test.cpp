@@ -385,7 +385,7 @@ TEST_F(TavoWriterTest, RecoveryFailuresAreLoggedAndKeepTheFile) {
 
   library.status = MediaLibraryAuthorizationStatus::authorized;
   library.failChanges = true;
-  EXPECT_EQ(recorderErrorOf([&] { TavoWriter::saveToPhotoLibrary(scratch_ / "tmp" / "cut.mov", library); }).errorCase(),
+  EXPECT_EQ(recorderErrorOf([&] { TavoWriter::saveToPhotoLibrary(Url::fileUrl(scratch_ / "tmp" / "cut.mov"), library); }).errorCase(),
             VideoRecorderError::Case::failedToSaveToPhotoLibrary);
   EXPECT_TRUE(fs::exists(scratch_ / "tmp" / "cut.mov"));
   EXPECT_TRUE(TavoWriter::currentOutputURL(store_).get().has_value());

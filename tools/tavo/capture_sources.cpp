@@ -303,7 +303,7 @@ void recordCaptureSession(const std::filesystem::path& folder, double seconds,
                           std::vector<std::unique_ptr<CaptureSource>> sources) {
   std::filesystem::create_directories(folder);
   IsolatedRecordingCoordinator coordinator;
-  coordinator.begin(folder, IsolatedRecordingCoordinator::defaultVideoWriterCap);
+  coordinator.begin(Url::fileUrl(folder), IsolatedRecordingCoordinator::defaultVideoWriterCap);
   for (auto& source : sources) source->start(isolatedFeed(coordinator, *source));
   const double until = IsolatedRecordingCoordinator::hostClockSeconds() + seconds;
   const auto allFinished = [&] {
@@ -324,7 +324,7 @@ void recordSyntheticSession(const std::filesystem::path& folder, double seconds)
   IsolatedRecordingCoordinator coordinator(testing::isolatedWriters(factory), [&] { return host.load(); });
   constexpr double start = 1000;
   const std::vector<testing::SyncTestSource> sources = testing::syncTestSources(start, seconds);
-  coordinator.begin(folder, IsolatedRecordingCoordinator::defaultVideoWriterCap);
+  coordinator.begin(Url::fileUrl(folder), IsolatedRecordingCoordinator::defaultVideoWriterCap);
   testing::recordSyncSession(coordinator, sources, host, start, seconds, start + seconds * 0.4, start + seconds * 0.5);
   coordinator.end();
 }

@@ -28,6 +28,7 @@
 #include "tav/contracts/json_writer.hpp"
 #include "tav/platform/ffmpeg_movie_probe.hpp"
 #include "tav/recording/isolated_recording_coordinator.hpp"
+#include "tav/recording/recording_location.hpp"
 #include "tav/recording/recording_location_handler.hpp"
 #include "tav/recording/recording_video_settings.hpp"
 #include "tav/recording/video_recorder_error.hpp"
@@ -268,10 +269,18 @@ int record(const RecordArguments& args) {
   // Library log lines would tear the progress line; errors still show.
   if (showProgress) ::setenv("TAV_LOG_LEVEL", "error", 0);
   silenceFfmpegMessages();
-  RecordingLocationHandler::recordingSavePath().set(Url::fileUrl(out).absoluteString());
+  RecordingLocationHandler::shared().recordingSavePath().set(Url::fileUrl(out).absoluteString());
+  // The folder is this run's save location, as a host's custom location would be, so the finished
+  // recording names it ("locationTitle") rather than the library. The store is this process's own.
+  try {
+    CustomRecordingLocation::addCustomLocation(Url::fileUrl(out));
+    RecordingLocation::current().set(CustomRecordingLocation::locations().get().back());
+  } catch (const RecordingLocationError& refused) {
+    std::cerr << "tavo: " << out.string() << ": " << refused.what() << " (the save location keeps its title)\n";
+  }
   // The isolated files go beside the canvas in the recorder's session folder, which the recorder
   // makes for a single canvas too when asked to.
-  if (args.isolated) RecordingLocationHandler::setUsesSessionSubfolder(true);
+  if (args.isolated) RecordingLocationHandler::shared().setUsesSessionSubfolder(true);
 
   const CanvasSize secondary{primary->height, primary->width};
   auto provider = std::make_shared<RecordProvider>(*primary, secondary, args.canvases, args.fps);
@@ -320,7 +329,7 @@ int record(const RecordArguments& args) {
   }
   IsolatedRecordingCoordinator isolated;
   if (args.isolated) {
-    isolated.begin(sessionFolder, IsolatedRecordingCoordinator::defaultVideoWriterCap);
+    isolated.begin(Url::fileUrl(sessionFolder), IsolatedRecordingCoordinator::defaultVideoWriterCap);
     options.onPauseChanged = [&isolated](bool paused) { isolated.setPaused(paused); };
   }
   std::unique_ptr<CanvasRenderer> renderer;
