@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "tav/recording/tavo_writer.hpp"
+#include "tav/recording/encoder_support.hpp"
 
 namespace tav {
 
@@ -71,7 +71,7 @@ RecordingVideoSettings::Preset RecordingVideoSettings::chosenPreset(std::int64_t
 }
 
 MediaSettings RecordingVideoSettings::videoSettings(std::int64_t width, std::int64_t height, double frameRate) {
-  return videoSettings(width, height, frameRate, TavoWriter::supportsHEVCEncoding());
+  return EncoderSupport::shared().videoSettings(width, height, frameRate);
 }
 
 MediaSettings RecordingVideoSettings::videoSettings(std::int64_t width, std::int64_t height, double frameRate,

@@ -30,7 +30,7 @@ class RecordingVideoSettings {
   static constexpr std::int64_t referenceBitrateH264 = 10485760;  // 0xa00000
 
   /// The settings for a frame of `width` x `height` pixels at `frameRate` frames per second, with
-  /// HEVC when TavoWriter::supportsHEVCEncoding() says so. Never fails.
+  /// HEVC when the shared EncoderSupport says so. Never fails.
   static MediaSettings videoSettings(std::int64_t width, std::int64_t height, double frameRate);
 
   /// The same with the codec choice and the presets given. Width and height are rounded towards zero

@@ -5,15 +5,13 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "tav/recording/encoder_support.hpp"
 #include "tav/recording/recording_video_settings.hpp"
 #include "tav/recording/video_recorder_error.hpp"
 
 namespace tav {
 
 namespace {
-
-// -1: not asked yet; 0 or 1: the answer (probed or set by the host).
-std::atomic<int> gSupportsHEVC{-1};
 
 const Logger& staticLogger() {
   static const Logger instance("TavoWriter");
@@ -32,8 +30,9 @@ std::string errorText(const AssetWriter& writer) { return writer.error().value_o
 
 }  // namespace
 
-TavoWriter::TavoWriter(bool isLead, AssetWriterFactory& factory, std::shared_ptr<UserDefaults> userDefaults)
-    : isLead_(isLead), factory_(factory), userDefaults_(std::move(userDefaults)) {}
+TavoWriter::TavoWriter(bool isLead, AssetWriterFactory& factory, std::shared_ptr<UserDefaults> userDefaults,
+                       const EncoderSupport& encoderSupport)
+    : isLead_(isLead), factory_(factory), userDefaults_(std::move(userDefaults)), encoderSupport_(encoderSupport) {}
 
 TavoWriter::~TavoWriter() = default;
 
@@ -88,7 +87,7 @@ void TavoWriter::start(const Url& outputURL, const std::optional<MediaSettings>&
     }
   }
   if (includesVideo) {
-    MediaSettings settings = videoSettings ? *videoSettings : defaultVideoSettings();
+    MediaSettings settings = videoSettings ? *videoSettings : encoderSupport_.videoSettings(1920, 1080, 30.0);
     wrapper->videoInput = factory_.makeInput(MediaStreamType::video(), settings);
     wrapper->videoInput->setExpectsMediaDataInRealTime(true);
     writer.addInput(wrapper->videoInput);
@@ -271,23 +270,11 @@ std::optional<CMTime> TavoWriter::sessionStartTime() const {
 
 void TavoWriter::setCurrentOutputURL(const std::optional<Url>& url) { currentOutputURL(userDefaults_).set(url); }
 
-MediaSettings TavoWriter::defaultVideoSettings() {
-  return RecordingVideoSettings::videoSettings(1920, 1080, 30.0, supportsHEVCEncoding());
-}
+MediaSettings TavoWriter::defaultVideoSettings() { return EncoderSupport::shared().videoSettings(1920, 1080, 30.0); }
 
-bool TavoWriter::supportsHEVCEncoding() {
-  int value = gSupportsHEVC.load();
-  if (value < 0) {
-    int probed = supportsHardwareHEVCEncoding() ? 1 : 0;
-    int expected = -1;
-    // A value the host set meanwhile wins over the probe.
-    if (!gSupportsHEVC.compare_exchange_strong(expected, probed)) return expected == 1;
-    return probed == 1;
-  }
-  return value == 1;
-}
+bool TavoWriter::supportsHEVCEncoding() { return EncoderSupport::shared().supportsHEVCEncoding(); }
 
-void TavoWriter::setSupportsHEVCEncoding(bool value) { gSupportsHEVC.store(value ? 1 : 0); }
+void TavoWriter::setSupportsHEVCEncoding(bool value) { EncoderSupport::shared().setSupportsHEVCEncoding(value); }
 
 CodableUserDefault<std::optional<Url>> TavoWriter::currentOutputURL(std::shared_ptr<UserDefaults> userDefaults) {
   return CodableUserDefault<std::optional<Url>>("CURRENT_RECORDING_FILE_URL", std::nullopt, std::move(userDefaults));

@@ -21,6 +21,7 @@
 #include "tav/contracts/url.hpp"
 #include "tav/contracts/user_defaults.hpp"
 #include "tav/foundation/codable_user_default.hpp"
+#include "tav/recording/encoder_support.hpp"
 
 namespace tav {
 
@@ -39,9 +40,11 @@ namespace tav {
 class TavoWriter {
  public:
   /// `factory` makes the media writer and its inputs and must outlive this writer; `userDefaults` holds
-  /// the recovery mark of a lead writer.
+  /// the recovery mark of a lead writer; `encoderSupport` (which must outlive it too) picks the codec
+  /// of the default video settings that start uses when given none.
   explicit TavoWriter(bool isLead, AssetWriterFactory& factory = defaultAssetWriterFactory(),
-                      std::shared_ptr<UserDefaults> userDefaults = UserDefaults::standard());
+                      std::shared_ptr<UserDefaults> userDefaults = UserDefaults::standard(),
+                      const EncoderSupport& encoderSupport = EncoderSupport::shared());
   ~TavoWriter();
   TavoWriter(const TavoWriter&) = delete;
   TavoWriter& operator=(const TavoWriter&) = delete;
@@ -50,7 +53,8 @@ class TavoWriter {
 
   /// Prepares a media writer for `outputURL` with an audio input (when `audioSettings` are given and
   /// do not ask for 0 channels) and a video input (when `includesVideo`; `videoSettings` absent uses
-  /// defaultVideoSettings). The file is created only by the first accepted buffer. Throws
+  /// 1920x1080 at 30 fps in the codec of the writer's EncoderSupport). The file is created only by the
+  /// first accepted buffer. Throws
   /// VideoRecorderError invalidState when the writer is not idle, and passes on the factory's error
   /// when the file cannot be made (the writer is then left `preparing`: drop it).
   void start(const Url& outputURL, const std::optional<MediaSettings>& videoSettings,
@@ -87,10 +91,10 @@ class TavoWriter {
   /// The timestamp at which the file's timeline began; absent until the first accepted buffer.
   std::optional<CMTime> sessionStartTime() const;
 
-  /// RecordingVideoSettings for 1920x1080 at 30 fps with the current supportsHEVCEncoding.
+  /// RecordingVideoSettings for 1920x1080 at 30 fps with the shared EncoderSupport's codec.
   static MediaSettings defaultVideoSettings();
-  /// Whether recordings use HEVC: on first use, whether a hardware HEVC encoder is present; the host
-  /// may set it. Thread-safe.
+  /// The shared EncoderSupport's answer: whether recordings use HEVC (on first use, whether a hardware
+  /// HEVC encoder is present; the host may set it). Thread-safe.
   static bool supportsHEVCEncoding();
   static void setSupportsHEVCEncoding(bool value);
 
@@ -133,6 +137,7 @@ class TavoWriter {
 
   AssetWriterFactory& factory_;
   std::shared_ptr<UserDefaults> userDefaults_;
+  const EncoderSupport& encoderSupport_;
   Logger logger_{"TavoWriter"};
 };
 

@@ -88,6 +88,15 @@ TEST_F(TavoWriterTest, StartConfiguresInputsFragmentsAndTheMark) {
   EXPECT_FALSE(factory_.writer(1)->fragmentInterval.isValid());
   EXPECT_EQ(factory_.writer(1)->inputs, (std::vector<MediaStreamType>{MediaStreamType::audio()}));
   EXPECT_EQ(mark(), fileURL());  // only the lead writer marks
+
+  // A writer's own encoder support picks the default codec, whatever the process's shared answer is.
+  for (const bool hevc : {true, false}) {
+    const EncoderSupport support(hevc);
+    TavoWriter own(false, factory_, store_, support);
+    own.start(fileURL(hevc ? "hevc.mov" : "h264.mov"), std::nullopt, stereo(2), true, FileType::quickTimeMovie, {});
+    EXPECT_EQ(factory_.input(MediaStreamType::video())->outputSettings->at(AVVideoCodecKey).as_string(),
+              hevc ? "hvc1" : "avc1");
+  }
 }
 
 TEST_F(TavoWriterTest, AudioBeforeTheFirstVideoFrameIsDroppedAndCreatesNothing) {
