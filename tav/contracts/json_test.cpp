@@ -16,7 +16,6 @@ TEST(JsonParser, RandomDoublesRoundTripBitForBit) {
   std::mt19937_64 engine(42);
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   std::uniform_int_distribution<int> exponent(-30, 30);
-  std::string text = "[";
   std::vector<double> values;
   for (int i = 0; i < 20000; ++i) {
     double v = unit(engine) * std::pow(10.0, exponent(engine)) * (i % 2 ? -1 : 1);

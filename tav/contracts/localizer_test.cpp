@@ -1,31 +1,16 @@
 #include "tav/contracts/localizer.hpp"
 
 #include <cstdlib>
-#include <fstream>
 
 #include <gtest/gtest.h>
+
+#include "tav/testing/scratch_directory.hpp"
 
 namespace tav {
 namespace {
 
 /// A directory of string tables that lives as long as one test.
-class Tables {
- public:
-  Tables() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tav-strings-XXXXXX").string();
-    root_ = ::mkdtemp(pattern.data());
-    std::filesystem::create_directories(root_ / "de");
-  }
-  ~Tables() { std::filesystem::remove_all(root_); }
-
-  void write(const std::filesystem::path& relative, const std::string& text) const {
-    std::ofstream(root_ / relative, std::ios::binary) << text;
-  }
-  const std::filesystem::path& root() const { return root_; }
-
- private:
-  std::filesystem::path root_;
-};
+using Tables = testing::ScratchDirectory;
 
 std::size_t occurrences(const std::string& haystack, const std::string& needle) {
   std::size_t count = 0;
@@ -37,7 +22,7 @@ TEST(Localizer, LanguageTableFirstThenNeutralThenDefaultThenKey) {
   Tables tables;
   tables.write("de/Localizable.json", R"({"ELEMENT_TEXT_TITLE": "Text", "ONLY_GERMAN": "Nur deutsch"})");
   tables.write("Localizable.json", R"j({"ELEMENT_TEXT_TITLE": "Text (neutral)", "ONLY_NEUTRAL": "Neutral"})j");
-  Localizer german(tables.root(), "de");
+  Localizer german(tables.path(), "de");
   EXPECT_EQ(german.localized("ELEMENT_TEXT_TITLE"), "Text");
   EXPECT_EQ(german.localized("ONLY_GERMAN", "Localizable"), "Nur deutsch");
   EXPECT_EQ(german.localized("ONLY_NEUTRAL"), "Neutral");
@@ -45,7 +30,7 @@ TEST(Localizer, LanguageTableFirstThenNeutralThenDefaultThenKey) {
   EXPECT_EQ(german.localized("MISSING"), "MISSING");
   EXPECT_EQ(german.localized("ELEMENT_TEXT_TITLE", "OtherTable", "Default"), "Default");
 
-  Localizer french(tables.root(), "fr");
+  Localizer french(tables.path(), "fr");
   EXPECT_EQ(french.localized("ELEMENT_TEXT_TITLE"), "Text (neutral)");
   EXPECT_EQ(french.localized("ONLY_GERMAN"), "ONLY_GERMAN");
 
@@ -57,15 +42,15 @@ TEST(Localizer, MalformedTableIsLoggedOnceAndIgnored) {
   Tables tables;
   tables.write("de/Broken.json", R"({"A": "eins", )");
   tables.write("Broken.json", R"({"A": "one", "B": 2})");
-  Localizer german(tables.root(), "de");
+  Localizer german(tables.path(), "de");
   ::testing::internal::CaptureStderr();
   std::string first = german.localized("A", "Broken", "default");
   std::string second = german.localized("B", "Broken", "default");
   std::string log = ::testing::internal::GetCapturedStderr();
   EXPECT_EQ(first, "one");
   EXPECT_EQ(second, "default");
-  EXPECT_EQ(occurrences(log, (tables.root() / "de" / "Broken.json").string()), 1u) << log;
-  EXPECT_EQ(occurrences(log, (tables.root() / "Broken.json").string()), 1u) << log;
+  EXPECT_EQ(occurrences(log, (tables.path() / "de" / "Broken.json").string()), 1u) << log;
+  EXPECT_EQ(occurrences(log, (tables.path() / "Broken.json").string()), 1u) << log;
 }
 
 TEST(Localizer, LanguageComesFromTheEnvironment) {
@@ -74,9 +59,9 @@ TEST(Localizer, LanguageComesFromTheEnvironment) {
   const char* saved = std::getenv("LC_ALL");
   std::string savedValue = saved != nullptr ? saved : "";
   ::setenv("LC_ALL", "de_DE.UTF-8", 1);
-  EXPECT_EQ(Localizer(tables.root()).localized("HELLO"), "Hallo");
+  EXPECT_EQ(Localizer(tables.path()).localized("HELLO"), "Hallo");
   ::setenv("LC_ALL", "C", 1);
-  EXPECT_EQ(Localizer(tables.root()).localized("HELLO"), "HELLO");
+  EXPECT_EQ(Localizer(tables.path()).localized("HELLO"), "HELLO");
   if (saved != nullptr) {
     ::setenv("LC_ALL", savedValue.c_str(), 1);
   } else {
@@ -87,7 +72,7 @@ TEST(Localizer, LanguageComesFromTheEnvironment) {
 TEST(Localizer, LibraryTextsComeFromTheTavCommonTable) {
   Tables tables;
   tables.write("TavCommon.json", R"({"RECORDING_FAILED": "Recording failed."})");
-  Localizer::setLibraryDirectory(tables.root(), "en");
+  Localizer::setLibraryDirectory(tables.path(), "en");
   EXPECT_EQ(localizedText("RECORDING_FAILED", "Could not record."), "Recording failed.");
   EXPECT_EQ(localizedText("UNKNOWN_KEY", "Default text"), "Default text");
   Localizer::setLibraryDirectory({}, "en");

@@ -43,19 +43,18 @@ TEST(Digest, MatchesTheStandardVectors) {
   EXPECT_EQ(sha1("\xc3\xa9"), "bf15be717ac1b080b4f1c456692825891ff5073d");
 }
 
-TEST(MarkdownLinks, ReplacesEachLinkAtItsShiftedPlace) {
+TEST(MarkdownLinks, ReplacesEachLinkAtItsShiftedPlaceAndLeavesOtherBracketsAlone) {
   LinkedText text = withParsedMarkdownLinks("See [our site](https://a.example) and [help](https://b.example/h) now");
   EXPECT_EQ(text.string, "See our site and help now");
   ASSERT_EQ(text.links.size(), 2u);
   EXPECT_EQ(text.links[0], (TextLink{4, 8, "https://a.example", 0}));
   EXPECT_EQ(text.links[1], (TextLink{17, 4, "https://b.example/h", 0}));
-}
 
-TEST(MarkdownLinks, LeavesBracketsWithoutATargetAndNestedBracketsAlone) {
+  // Brackets without a target, and nested brackets, are left alone.
   for (const char* input : {"a [title] with no target", "[outer [inner] text](x)", "no links here"}) {
-    LinkedText text = withParsedMarkdownLinks(input);
-    EXPECT_EQ(text.string, input);
-    EXPECT_TRUE(text.links.empty()) << input;
+    LinkedText unchanged = withParsedMarkdownLinks(input);
+    EXPECT_EQ(unchanged.string, input);
+    EXPECT_TRUE(unchanged.links.empty()) << input;
   }
   // The target may not hold parentheses.
   EXPECT_TRUE(withParsedMarkdownLinks("[a](b(c))").links.empty());
@@ -90,7 +89,7 @@ TEST(MorvaneWebsite, AddsTrackingItemsThatWinOverTheAddresssOwn) {
   setMainBundleInfo({});
 }
 
-TEST(Stepping, NextElementWrapsOnceAndNeverReturnsTheCurrent) {
+TEST(Stepping, NextAndPreviousWrapOnceNeverReturnTheCurrentAndLookupRefusesOutOfRange) {
   const std::vector<int> one{10};
   const std::vector<int> three{10, 20, 30};
   auto refuseAll = [](const int&) { return true; };
@@ -102,21 +101,16 @@ TEST(Stepping, NextElementWrapsOnceAndNeverReturnsTheCurrent) {
   EXPECT_EQ(nextElement<int>(three, 1, refuseAll), std::nullopt);  // wraps, stops back at 1
   EXPECT_EQ(nextElement<int>(three, 0, skipTwenty), 30);
   EXPECT_EQ(nextElement<int>(three, 2, [](const int& v) { return v == 10; }), 20);
-}
 
-TEST(Stepping, PreviousElementIsTheMirror) {
-  const std::vector<int> three{10, 20, 30};
-  auto refuseAll = [](const int&) { return true; };
+  // previousElement is the mirror.
   EXPECT_EQ(previousElement(three, 0), 30);
   EXPECT_EQ(previousElement(three, 2), 20);
   EXPECT_EQ(previousElement<int>(three, 2, refuseAll), std::nullopt);
   EXPECT_EQ(previousElement<int>(three, 1, refuseAll), std::nullopt);
   EXPECT_EQ(previousElement<int>(three, 1, [](const int& v) { return v == 10; }), 30);
   EXPECT_EQ(previousElement(std::vector<int>{10}, 0), std::nullopt);
-}
 
-TEST(Stepping, SafeLookupRefusesOutOfRange) {
-  const std::vector<int> three{10, 20, 30};
+  // Safe lookup refuses out of range.
   EXPECT_EQ(safeAt(three, -1), nullptr);
   EXPECT_EQ(safeAt(three, 3), nullptr);
   ASSERT_NE(safeAt(three, 2), nullptr);

@@ -83,12 +83,6 @@ TEST(SerialQueue, DestructorRunsPostedTasks) {
   EXPECT_EQ(count, 10);
 }
 
-}  // namespace
-}  // namespace tav
-
-namespace tav {
-namespace {
-
 TEST(SerialQueue, MayBeReleasedFromItsOwnTask) {
   auto queue = std::make_shared<SerialQueue>("com.morvane.test.self");
   std::promise<void> later;

@@ -157,10 +157,8 @@ TEST(OBSCollection, SourceIndexLetsGroupsOverrideSourcesOfTheSameName) {
 }
 
 TEST(DynamicKey, ReachesAnyKeyByText) {
-  EXPECT_EQ(DynamicKey("custom_size").stringValue, "custom_size");
   EXPECT_FALSE(DynamicKey("x").intValue);
   EXPECT_EQ(DynamicKey(3).stringValue, "3");
-  EXPECT_EQ(DynamicKey(3).intValue, 3);
 }
 
 }  // namespace

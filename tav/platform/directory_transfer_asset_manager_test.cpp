@@ -1,7 +1,5 @@
 #include "tav/platform/directory_transfer_asset_manager.hpp"
 
-#include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <system_error>
 
@@ -10,29 +8,12 @@
 #include "tav/contracts/in_memory_transfer_asset_manager.hpp"
 #include "tav/contracts/uuid.hpp"
 #include "tav/platform/atomic_file.hpp"
+#include "tav/testing/scratch_directory.hpp"
 
 namespace tav {
 namespace {
 
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tav-test-XXXXXX").string();
-    path_ = ::mkdtemp(pattern.data());
-  }
-  ~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
-
-void writeFile(const std::filesystem::path& file, const std::string& bytes) {
-  std::ofstream(file, std::ios::binary) << bytes;
-}
+using testing::ScratchDirectory;
 
 // The behaviour every store shares, run over the directory store and the in-memory default.
 template <class Store>
@@ -45,7 +26,7 @@ class TransferAssetStore : public ::testing::Test {
       return std::make_unique<InMemoryTransferAssetManager>();
     }
   }
-  TemporaryDirectory directory;
+  ScratchDirectory directory;
 };
 
 using Stores = ::testing::Types<DirectoryTransferAssetManager, InMemoryTransferAssetManager>;
@@ -88,11 +69,10 @@ TYPED_TEST(TransferAssetStore, DuplicateIsAnIndependentCopyForTheNewOwner) {
 
 TYPED_TEST(TransferAssetStore, MakeForFileCopiesTheFile) {
   auto store = this->makeStore();
-  std::filesystem::path source = this->directory.path() / "my clip.webm";
-  writeFile(source, "frames");
+  std::filesystem::path source = this->directory.write("my clip.webm", "frames");
   TransferAssetReference reference = store->makeForFile(Url::fileUrl(source), "OWNER");
   EXPECT_EQ(reference.pathExtension, "webm");
-  writeFile(source, "changed later");
+  this->directory.write("my clip.webm", "changed later");
   EXPECT_EQ(store->read(reference), "frames");
   EXPECT_THROW(store->makeForFile(Url::fileUrl(this->directory.path() / "absent.mov"), "OWNER"), std::system_error);
 }
@@ -106,7 +86,7 @@ TYPED_TEST(TransferAssetStore, UnknownAssetIsAbsentOrAnError) {
 }
 
 TEST(DirectoryTransferAssetManager, StoresAssetsAsFilesUnderTheRoot) {
-  TemporaryDirectory directory;
+  ScratchDirectory directory;
   DirectoryTransferAssetManager store(directory.path() / "assets");
   TransferAssetReference withExtension = store.makeFromBytes("a", std::nullopt, "gif");
   TransferAssetReference without = store.makeFromBytes("b", std::nullopt, std::nullopt);
@@ -128,11 +108,11 @@ TEST(DirectoryTransferAssetManager, StoresAssetsAsFilesUnderTheRoot) {
 }
 
 TEST(DirectoryTransferAssetManager, ThumbnailExistsOnlyWithItsFileAndFollowsDuplicates) {
-  TemporaryDirectory directory;
+  ScratchDirectory directory;
   DirectoryTransferAssetManager store(directory.path());
   TransferAssetReference reference = store.makeFromBytes("image", "O", "heic");
   EXPECT_FALSE(store.thumbnail(reference).has_value());
-  writeFile(directory.path() / (reference.name + "-thumbnail.png"), "thumb");
+  directory.write(reference.name + "-thumbnail.png", "thumb");
   ASSERT_TRUE(store.thumbnail(reference).has_value());
   EXPECT_EQ(store.thumbnail(reference)->filePath(), directory.path() / (reference.name + "-thumbnail.png"));
 
@@ -142,7 +122,7 @@ TEST(DirectoryTransferAssetManager, ThumbnailExistsOnlyWithItsFileAndFollowsDupl
 }
 
 TEST(DirectoryTransferAssetManager, MissingFileErrorNamesTheFile) {
-  TemporaryDirectory directory;
+  ScratchDirectory directory;
   DirectoryTransferAssetManager store(directory.path());
   TransferAssetReference reference = store.makeFromBytes("x", std::nullopt, "png");
   std::filesystem::remove(directory.path() / (reference.name + ".png"));
@@ -156,8 +136,8 @@ TEST(DirectoryTransferAssetManager, MissingFileErrorNamesTheFile) {
 }
 
 TEST(DirectoryTransferAssetManager, NamesThatWouldLeaveTheRootAreRefused) {
-  TemporaryDirectory directory;
-  writeFile(directory.path() / "secret.txt", "do not read");
+  ScratchDirectory directory;
+  directory.write("secret.txt", "do not read");
   DirectoryTransferAssetManager store(directory.path() / "assets");
   TransferAssetReference escape{"../secret", std::nullopt, "txt", {}};
   EXPECT_FALSE(store.locate(escape).has_value());
@@ -179,7 +159,7 @@ TEST(InMemoryTransferAssetManager, ThumbnailIsWrittenWhenAsked) {
 TEST(HostTransferAssetManager, SharedIsTheInstalledStoreElseInMemory) {
   HostTransferAssetManager& fallback = HostTransferAssetManager::shared();
   EXPECT_NE(dynamic_cast<InMemoryTransferAssetManager*>(&fallback), nullptr);
-  TemporaryDirectory directory;
+  ScratchDirectory directory;
   auto installed = std::make_shared<DirectoryTransferAssetManager>(directory.path());
   HostTransferAssetManager::setShared(installed);
   EXPECT_EQ(&HostTransferAssetManager::shared(), installed.get());

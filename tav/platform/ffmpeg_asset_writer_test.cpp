@@ -90,6 +90,16 @@ OneInput startWithOneInput(FfmpegAssetWriterFactory& factory, const std::filesys
   return started;
 }
 
+/// Marks `input` finished, waits for the file to complete and reads it back; it must hold one track.
+void finishAndProbe(AssetWriter& writer, AssetWriterInput& input, const std::filesystem::path& path,
+                    ProbedMovie& movie) {
+  input.markAsFinished();
+  finish(writer);
+  ASSERT_EQ(writer.status(), AssetWriterStatus::completed) << writer.error().value_or("");
+  movie = probeMovie(path);
+  ASSERT_EQ(movie.tracks.size(), 1u);
+}
+
 TEST(FfmpegAssetWriter, WritesFragmentedH264MovieWithAudioAndMetadata) {
   ScratchDirectory folder("tav-writer");
   const auto path = folder / "clip.mov";
@@ -168,11 +178,8 @@ TEST(FfmpegAssetWriter, WritesHevcFromPlanarAndConvertsBgra) {
     auto [writer, video] = startWithOneInput(factory, path, FileType::quickTimeMovie, MediaStreamType::video(),
                                              videoSettings(c.codec, 256, 144, 25));
     for (int frame = 0; frame < 25; ++frame) appendWaiting(*video, syntheticVideoFrame(c.format, 256, 144, frame, 25));
-    video->markAsFinished();
-    finish(*writer);
-    ASSERT_EQ(writer->status(), AssetWriterStatus::completed) << writer->error().value_or("");
-    const ProbedMovie movie = probeMovie(path);
-    ASSERT_EQ(movie.tracks.size(), 1u);
+    ProbedMovie movie;
+    ASSERT_NO_FATAL_FAILURE(finishAndProbe(*writer, *video, path, movie));
     EXPECT_EQ(movie.tracks[0].codec, c.expectedCodec);
     EXPECT_EQ(movie.tracks[0].codecTag, c.expectedTag);
     EXPECT_EQ(movie.tracks[0].width, 256);
@@ -192,11 +199,8 @@ TEST(FfmpegAssetWriter, WritesAudioOnlyM4A) {
   // A buffer from before the session is cut to the session's start.
   appendWaiting(*audio, syntheticAudio(1, 44100, 441, -441, origin));
   for (int i = 0; i < 100; ++i) appendWaiting(*audio, syntheticAudio(1, 44100, 441, i * 441, origin));  // 1 s
-  audio->markAsFinished();
-  finish(*writer);
-  ASSERT_EQ(writer->status(), AssetWriterStatus::completed) << writer->error().value_or("");
-  const ProbedMovie movie = probeMovie(path);
-  ASSERT_EQ(movie.tracks.size(), 1u);
+  ProbedMovie movie;
+  ASSERT_NO_FATAL_FAILURE(finishAndProbe(*writer, *audio, path, movie));
   EXPECT_EQ(movie.tracks[0].codec, "aac");
   EXPECT_EQ(movie.tracks[0].sampleRate, 44100);
   EXPECT_EQ(movie.tracks[0].channels, 1);
@@ -213,11 +217,8 @@ TEST(FfmpegAssetWriter, FillsAnAudioGapWithSilenceAndResamples) {
   // 44.1 kHz mono in, 48 kHz stereo out; half a second, a half-second hole, half a second.
   for (int i = 0; i < 50; ++i) appendWaiting(*audio, syntheticAudio(1, 44100, 441, i * 441));
   for (int i = 100; i < 150; ++i) appendWaiting(*audio, syntheticAudio(1, 44100, 441, i * 441));
-  audio->markAsFinished();
-  finish(*writer);
-  ASSERT_EQ(writer->status(), AssetWriterStatus::completed) << writer->error().value_or("");
-  const ProbedMovie movie = probeMovie(path);
-  ASSERT_EQ(movie.tracks.size(), 1u);
+  ProbedMovie movie;
+  ASSERT_NO_FATAL_FAILURE(finishAndProbe(*writer, *audio, path, movie));
   EXPECT_EQ(movie.tracks[0].channels, 2);
   EXPECT_EQ(movie.tracks[0].sampleRate, 48000);
   EXPECT_NEAR(movie.tracks[0].duration, 1.5, 0.05);
@@ -304,11 +305,8 @@ TEST(FfmpegAssetWriter, DropsFramesThatDoNotAdvanceAndScalesOtherSizes) {
   for (const int index : {0, 1, 1, 2}) {
     appendWaiting(*video, syntheticVideoFrame(PixelFormat::nv12, 640, 360, index, 30, origin));
   }
-  video->markAsFinished();
-  finish(*writer);
-  ASSERT_EQ(writer->status(), AssetWriterStatus::completed) << writer->error().value_or("");
-  const ProbedMovie movie = probeMovie(path);
-  ASSERT_EQ(movie.tracks.size(), 1u);
+  ProbedMovie movie;
+  ASSERT_NO_FATAL_FAILURE(finishAndProbe(*writer, *video, path, movie));
   EXPECT_EQ(movie.tracks[0].packetCount, 3);
   EXPECT_EQ(movie.tracks[0].width, 320);
   EXPECT_EQ(movie.tracks[0].height, 240);

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <string>
 #include <thread>
-#include <fstream>
 #include <limits>
 #include <vector>
 
@@ -12,33 +11,27 @@
 
 #include "tav/contracts/json_coder.hpp"
 #include "tav/platform/atomic_file.hpp"
+#include "tav/testing/scratch_directory.hpp"
 
 namespace tav {
 namespace {
 
-/// A configuration directory that lives as long as one test.
-class ConfigDirectory {
+/// A configuration directory that lives as long as one test; the store's file is `tavo/defaults.json` in it.
+class ConfigDirectory : public testing::ScratchDirectory {
  public:
-  ConfigDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tav-defaults-XXXXXX").string();
-    root_ = ::mkdtemp(pattern.data());
-  }
-  ~ConfigDirectory() { std::filesystem::remove_all(root_); }
+  ConfigDirectory() : ScratchDirectory("tav-defaults") {}
 
   std::vector<std::string> entries() const {
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(root_ / "tavo")) {
+    for (const auto& entry : std::filesystem::directory_iterator(path() / "tavo")) {
       names.push_back(entry.path().filename().string());
     }
     std::sort(names.begin(), names.end());
     return names;
   }
-
-  const std::filesystem::path& root() const { return root_; }
-  std::filesystem::path file() const { return root_ / "tavo" / "defaults.json"; }
-
- private:
-  std::filesystem::path root_;
+  std::filesystem::path file() const { return path() / "tavo" / "defaults.json"; }
+  /// Leaves `text` in the settings folder under `name`, as an earlier run would have.
+  void leave(std::string_view text, const std::string& name = "defaults.json") const { write("tavo/" + name, text); }
 };
 
 TEST(FileUserDefaults, ValuesSurviveANewInstance) {
@@ -64,9 +57,8 @@ TEST(FileUserDefaults, ValuesSurviveANewInstance) {
 
 TEST(FileUserDefaults, CorruptFileIsKeptAsideAndStoreStartsEmpty) {
   ConfigDirectory config;
-  std::filesystem::create_directories(config.file().parent_path());
   const std::string damaged = R"({"COUNT": 3, "NAME": "half wri)";
-  std::ofstream(config.file(), std::ios::binary) << damaged;
+  config.leave(damaged);
 
   ::testing::internal::CaptureStderr();
   FileUserDefaults store(config.file());
@@ -78,19 +70,18 @@ TEST(FileUserDefaults, CorruptFileIsKeptAsideAndStoreStartsEmpty) {
   std::vector<std::string> names = config.entries();
   ASSERT_EQ(names.size(), 1u);
   EXPECT_EQ(names[0].rfind("defaults.json.corrupt-", 0), 0u) << names[0];
-  EXPECT_EQ(readWholeFile(config.root() / "tavo" / names[0]), damaged);
+  EXPECT_EQ(readWholeFile(config / ("tavo/" + names[0])), damaged);
 
   // New settings go to a fresh file; the kept copy is left alone.
   store.set("COUNT", JsonValue(4));
   EXPECT_EQ(FileUserDefaults(config.file()).value("COUNT"), JsonValue(4));
-  EXPECT_EQ(readWholeFile(config.root() / "tavo" / names[0]), damaged);
+  EXPECT_EQ(readWholeFile(config / ("tavo/" + names[0])), damaged);
 }
 
 TEST(FileUserDefaults, NonObjectAndEmptyFilesCountAsDamaged) {
   ConfigDirectory config;
-  std::filesystem::create_directories(config.file().parent_path());
   for (const char* text : {"[1, 2]", ""}) {
-    std::ofstream(config.file(), std::ios::binary | std::ios::trunc) << text;
+    config.leave(text);
     ::testing::internal::CaptureStderr();
     FileUserDefaults store(config.file());
     ::testing::internal::GetCapturedStderr();
@@ -103,8 +94,7 @@ TEST(FileUserDefaults, NonObjectAndEmptyFilesCountAsDamaged) {
 
 TEST(FileUserDefaults, ANumberOutOfRangeLosesOnlyItsKeyAndLaterSavesWork) {
   ConfigDirectory config;
-  std::filesystem::create_directories(config.file().parent_path());
-  std::ofstream(config.file(), std::ios::binary) << R"({"BEFORE":1,"BAD":{"x":[1e400]},"AFTER":"kept"})";
+  config.leave(R"({"BEFORE":1,"BAD":{"x":[1e400]},"AFTER":"kept"})");
 
   ::testing::internal::CaptureStderr();
   FileUserDefaults store(config.file());
@@ -126,14 +116,11 @@ TEST(FileUserDefaults, ANumberOutOfRangeLosesOnlyItsKeyAndLaterSavesWork) {
 
 TEST(FileUserDefaults, TemporaryFilesOfAKilledSaveAreRemovedAtOpen) {
   ConfigDirectory config;
-  std::filesystem::create_directories(config.file().parent_path());
-  std::ofstream(config.file(), std::ios::binary) << R"({"K":1})";
-  for (const char* name : {"defaults.json.tmp-a1B2c3", "defaults.json.tmp-ZZZZZZ"}) {
-    std::ofstream(config.root() / "tavo" / name) << R"({"K":)";
-  }
+  config.leave(R"({"K":1})");
+  for (const char* name : {"defaults.json.tmp-a1B2c3", "defaults.json.tmp-ZZZZZZ"}) config.leave(R"({"K":)", name);
   // Not ours: another name, or not the six characters mkstemp adds.
-  std::ofstream(config.root() / "tavo" / "other.json.tmp-a1B2c3") << "";
-  std::ofstream(config.root() / "tavo" / "defaults.json.tmp-long-name") << "";
+  config.leave("", "other.json.tmp-a1B2c3");
+  config.leave("", "defaults.json.tmp-long-name");
 
   ::testing::internal::CaptureStderr();
   FileUserDefaults store(config.file());
@@ -206,15 +193,6 @@ TEST(UserDefaults, ChangeHandlersHearEveryChangeOfTheirStoreOnly) {
   store.removeChangeHandler(id);
   store.set("K", JsonValue("x"));
   EXPECT_EQ(calls, 2);
-}
-
-TEST(UserDefaults, StandardIsInstallable) {
-  std::shared_ptr<UserDefaults> before = UserDefaults::standard();
-  ASSERT_NE(before, nullptr);
-  auto installed = std::make_shared<InMemoryUserDefaults>();
-  UserDefaults::setStandard(installed);
-  EXPECT_EQ(UserDefaults::standard(), installed);
-  UserDefaults::setStandard(before);
 }
 
 }  // namespace

@@ -5,11 +5,10 @@
 #include <zip.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "tav/platform/atomic_file.hpp"
 #include "tav/testing/scratch_directory.hpp"
 
 namespace tav {
@@ -43,11 +42,6 @@ void writeArchive(const std::filesystem::path& file, const std::vector<CraftedEn
   ASSERT_EQ(zip_close(zip), 0);
 }
 
-std::string readFile(const std::filesystem::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 TEST(LibzipArchiver, PacksAFolderAndUnpacksItBackOverExistingFiles) {
   testing::ScratchDirectory scratch;
   scratch.write("source/notes.txt", "first");
@@ -59,8 +53,8 @@ TEST(LibzipArchiver, PacksAFolderAndUnpacksItBackOverExistingFiles) {
 
   scratch.write("target/notes.txt", "stale");
   archiver.unpack(scratch / "out.zip", scratch / "target");
-  EXPECT_EQ(readFile(scratch / "target/notes.txt"), "first");
-  EXPECT_EQ(readFile(scratch / "target/logs/app.log"), "log line\n");
+  EXPECT_EQ(readWholeFile(scratch / "target/notes.txt"), "first");
+  EXPECT_EQ(readWholeFile(scratch / "target/logs/app.log"), "log line\n");
   EXPECT_TRUE(std::filesystem::is_directory(scratch / "target/empty"));
   EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(scratch / "target/outside")));
 
@@ -108,8 +102,8 @@ TEST(LibzipArchiver, TruncatedArchivesAndLyingSizesAreErrors) {
   std::string text;
   for (int i = 0; i < 4000; ++i) text += "line " + std::to_string(i) + "\n";
   writeArchive(scratch / "whole.zip", {{"a.txt", text}, {"b.txt", text}});
-  const std::string bytes = readFile(scratch / "whole.zip");
-  std::ofstream(scratch / "truncated.zip", std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size() / 2));
+  const std::string bytes = readWholeFile(scratch / "whole.zip");
+  scratch.write("truncated.zip", std::string_view(bytes).substr(0, bytes.size() / 2));
   std::filesystem::create_directories(scratch / "target");
   try {
     LibzipArchiver().unpack(scratch / "truncated.zip", scratch / "target");
@@ -128,7 +122,7 @@ TEST(LibzipArchiver, TruncatedArchivesAndLyingSizesAreErrors) {
   for (std::size_t at = 0; (at = lying.find("PK\x01\x02", at)) != std::string::npos; at += 4) {
     std::memcpy(lying.data() + at + 24, &small, 4);
   }
-  std::ofstream(scratch / "lying.zip", std::ios::binary).write(lying.data(), static_cast<std::streamsize>(lying.size()));
+  scratch.write("lying.zip", lying);
   EXPECT_THROW(LibzipArchiver().unpack(scratch / "lying.zip", scratch / "target"), ZipArchiveError);
   EXPECT_LE(std::filesystem::file_size(scratch / "target/a.txt"), 100u);
 }

@@ -9,11 +9,11 @@
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <vector>
 
 #include "tav/foundation/user_default_reference.hpp"
+#include "tav/testing/scratch_directory.hpp"
 
 extern char** environ;
 
@@ -35,13 +35,6 @@ int runInAnotherProcess(const std::string& script) {
 
 class WatchedFileUserDefaultsTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    folder = std::filesystem::temp_directory_path() / ("tav-watched-" + std::to_string(::getpid()));
-    std::filesystem::remove_all(folder);
-    file = folder / "defaults.json";
-  }
-  void TearDown() override { std::filesystem::remove_all(folder); }
-
   /// Waits until `count` changes were reported; a generous bound, only so that a broken watcher fails
   /// the test instead of hanging it.
   bool waitForChanges(std::size_t count) {
@@ -54,8 +47,9 @@ class WatchedFileUserDefaultsTest : public ::testing::Test {
     changed.notify_all();
   }
 
-  std::filesystem::path folder;
-  std::filesystem::path file;
+  testing::ScratchDirectory scratch{"tav-watched"};
+  // In a folder that does not exist yet: the store makes it.
+  std::filesystem::path file = scratch / "tavo/defaults.json";
   std::mutex mutex;
   std::condition_variable changed;
   std::vector<std::pair<int, int>> changes;  // guarded by mutex

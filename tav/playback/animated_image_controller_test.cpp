@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "tav/testing/gif_writer.hpp"
 #include "tav/testing/manual_run_loop.hpp"
 #include "tav/testing/scratch_directory.hpp"
@@ -34,10 +32,7 @@ class AnimatedImageControllerTest : public ::testing::Test {
       gif.frames.push_back(frame);
     }
     const std::vector<std::uint8_t> bytes = testing::encodeGif(gif);
-    const std::filesystem::path file = directory_ / name;
-    std::ofstream(file, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                static_cast<std::streamsize>(bytes.size()));
-    return Url::fileUrl(file);
+    return Url::fileUrl(directory_.write(name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()}));
   }
 
   std::unique_ptr<AnimatedImageController> makeController() {

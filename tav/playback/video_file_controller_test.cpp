@@ -98,15 +98,20 @@ struct Harness {
   std::shared_ptr<VideoFileController> controller;
 };
 
+/// A controller over a movie made in `scratch`, started.
+Harness started(const ScratchDirectory& scratch, const char* name, const TestMovie& movie, Looping looping) {
+  Harness harness(makeTestMovie(scratch / name, movie), looping);
+  harness.controller->start();
+  return harness;
+}
+
 /// Frame n of a 30 fps file, in seconds.
 double frame(int n) { return n / 30.0; }
 
 TEST(VideoFileController, BounceRunsBackToTheStartFrameByFrameAndTurnsForward) {
   ScratchDirectory scratch;
   // 2 s at 30 fps with a sync sample every 0.5 s; so short that the warm-up starts at the first tick.
-  const auto file = makeTestMovie(scratch / "bounce.mp4", TestMovie{.gop = 15, .audio = false});
-  Harness harness(file, Looping::bounce);
-  harness.controller->start();
+  Harness harness = started(scratch, "bounce.mp4", TestMovie{.gop = 15, .audio = false}, Looping::bounce);
   harness.settle();
   EXPECT_EQ(harness.timer->interval(), std::chrono::nanoseconds(33'333'333));
   // 60 forward, one end-of-file tick, 60 backwards, one turn, then forward again.
@@ -126,9 +131,8 @@ TEST(VideoFileController, BounceRunsBackToTheStartFrameByFrameAndTurnsForward) {
 
 TEST(VideoFileController, LongGopWithOnlyTheFirstSyncSampleStillReversesEveryFrame) {
   ScratchDirectory scratch;
-  const auto file = makeTestMovie(scratch / "one-sync.mp4", TestMovie{.seconds = 5, .gop = 0, .audio = false});
-  Harness harness(file, Looping::bounce);
-  harness.controller->start();
+  Harness harness =
+      started(scratch, "one-sync.mp4", TestMovie{.seconds = 5, .gop = 0, .audio = false}, Looping::bounce);
   harness.tick(150 + 1 + 150);
   const std::vector<double> times = harness.delegate->times();
   ASSERT_EQ(times.size(), 300u);
@@ -138,9 +142,7 @@ TEST(VideoFileController, LongGopWithOnlyTheFirstSyncSampleStillReversesEveryFra
 
 TEST(VideoFileController, AudioRunsAFifthOfASecondAheadAndStopsWhileReversing) {
   ScratchDirectory scratch;
-  const auto file = makeTestMovie(scratch / "audio.mp4", TestMovie{.seconds = 2, .gop = 30, .audio = true});
-  Harness harness(file, Looping::bounce);
-  harness.controller->start();
+  Harness harness = started(scratch, "audio.mp4", TestMovie{.seconds = 2, .gop = 30, .audio = true}, Looping::bounce);
   harness.tick(30);
   RecordingDelegate& seen = *harness.delegate;
   ASSERT_EQ(seen.frames.size(), 30u);
@@ -284,9 +286,7 @@ TEST(VideoFileController, StoppingOrLettingGoInsideADelegateCallDoesNotDeadlock)
 
 TEST(VideoFileController, SeekIsHeldInsideTheFileAndKeepsAPausedControllerPaused) {
   ScratchDirectory scratch;
-  const auto file = makeTestMovie(scratch / "seek.mp4", TestMovie{.seconds = 2, .gop = 10, .audio = false});
-  Harness harness(file, Looping::playOnce);
-  harness.controller->start();
+  Harness harness = started(scratch, "seek.mp4", TestMovie{.seconds = 2, .gop = 10, .audio = false}, Looping::playOnce);
   harness.tick(3);
   harness.controller->seek(100);
   harness.settle();
@@ -311,9 +311,7 @@ TEST(VideoFileController, SeekIsHeldInsideTheFileAndKeepsAPausedControllerPaused
 
 TEST(VideoFileController, PlayOnceHoldsTheEndUntilRestartAndManualPauseSurvivesStart) {
   ScratchDirectory scratch;
-  const auto file = makeTestMovie(scratch / "once.mp4", TestMovie{.seconds = 0.5, .audio = false});
-  Harness harness(file, Looping::playOnce);
-  harness.controller->start();
+  Harness harness = started(scratch, "once.mp4", TestMovie{.seconds = 0.5, .audio = false}, Looping::playOnce);
   harness.tick(15 + 5);
   EXPECT_EQ(harness.delegate->frames.size(), 15u);
   EXPECT_TRUE(harness.controller->isRunning());
@@ -337,9 +335,7 @@ TEST(VideoFileController, PlayOnceHoldsTheEndUntilRestartAndManualPauseSurvivesS
 
 TEST(VideoFileController, ChangingTheModeWhileReversingGoesOnForwardFromThePresentTime) {
   ScratchDirectory scratch;
-  const auto file = makeTestMovie(scratch / "mode.mp4", TestMovie{.seconds = 1, .gop = 10, .audio = false});
-  Harness harness(file, Looping::bounce);
-  harness.controller->start();
+  Harness harness = started(scratch, "mode.mp4", TestMovie{.seconds = 1, .gop = 10, .audio = false}, Looping::bounce);
   harness.tick(30 + 1 + 10);  // ten frames into the reverse run
   const double reversedTo = harness.delegate->times().back();
   EXPECT_NEAR(reversedTo, frame(20), 1e-6);

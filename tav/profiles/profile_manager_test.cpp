@@ -2,15 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "tav/contracts/json_parser.hpp"
 #include "tav/platform/file_user_defaults.hpp"
 #include "tav/scene/element_web_settings.hpp"
+#include "tav/testing/scratch_directory.hpp"
 
 namespace tav {
 namespace {
@@ -41,16 +40,15 @@ class ProfileManagerTest : public ::testing::Test {
 
 using Strings = std::vector<std::string>;
 
-TEST_F(ProfileManagerTest, FirstLaunchHasTheTemplatesAndMeetingsHD) {
+TEST_F(ProfileManagerTest, FirstLaunchHasTheTemplatesAndAnUnknownActiveIdFallsBack) {
   EXPECT_EQ(manager_.profiles().size(), 6u);
   EXPECT_EQ(manager_.activeProfile().name, "Meetings HD");
   EXPECT_EQ(manager_.activeProfileID(), "DEFAULT_PROFILE_1080_30");
   EXPECT_EQ(manager_.aspectRatio(), AspectRatio::landscape);
   EXPECT_TRUE(manager_.lastUsedScenes().empty());
   EXPECT_FALSE(store_->value("USER_PROFILES"));  // reading writes nothing
-}
 
-TEST_F(ProfileManagerTest, UnknownActiveIdFallsBackAndStillAnnounces) {
+  // An unknown active id falls back and is still announced.
   manager_.setActive("NO_SUCH_PROFILE");
   EXPECT_EQ(takePosted(), (Strings{activeChanged}));
   EXPECT_EQ(manager_.activeProfile().id, "DEFAULT_PROFILE_1080_30");
@@ -150,14 +148,9 @@ TEST_F(ProfileManagerTest, UnreadableStoredValuesReadAsDefaultsAndOtherKeysSurvi
 }
 
 TEST(ProfileManagerFile, SurvivesACorruptDefaultsFile) {
-  std::string pattern = (std::filesystem::temp_directory_path() / "tav-profiles-XXXXXX").string();
-  ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-  const std::filesystem::path dir(pattern);
-  const std::filesystem::path file = dir / "defaults.json";
-  {
-    std::ofstream out(file);
-    out << R"({"ACTIVE_PROFILE":"DEFAULT_PROFILE_720_30","USER_PROFILES":[{"id":"DEF)";  // cut short
-  }
+  testing::ScratchDirectory dir("tav-profiles");
+  const std::filesystem::path file =
+      dir.write("defaults.json", R"({"ACTIVE_PROFILE":"DEFAULT_PROFILE_720_30","USER_PROFILES":[{"id":"DEF)");  // cut short
   NotificationCenter center;
   {
     ProfileManager manager(std::make_shared<FileUserDefaults>(file), &center);
@@ -167,13 +160,12 @@ TEST(ProfileManagerFile, SurvivesACorruptDefaultsFile) {
   }
   // The damaged file was set aside, not lost; the new file holds the change.
   bool keptAside = false;
-  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+  for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
     if (entry.path().filename().string().starts_with("defaults.json.corrupt-")) keptAside = true;
   }
   EXPECT_TRUE(keptAside);
   ProfileManager reopened(std::make_shared<FileUserDefaults>(file), &center);
   EXPECT_EQ(reopened.activeProfile().name, "4K");
-  std::filesystem::remove_all(dir);
 }
 
 TEST(ProfileManagerShared, AnswersPageSizeMatchProfile) {

@@ -72,6 +72,20 @@ class RecordingWriter final : public IsolatedSourceWriting {
   std::vector<CMTime> audioTimes_;
 };
 
+/// A writer factory that keeps each writer it makes in `made`, under `mutex`.
+auto recordingWriters(std::mutex& mutex, std::vector<std::shared_ptr<RecordingWriter>>& made) {
+  return [&mutex, &made](const std::string& key, const std::string& base, const Url& url, bool video,
+                         const std::optional<MediaSettings>&, const std::optional<MediaSettings>&, CMTime offset,
+                         const std::vector<MetadataItem>& metadata,
+                         IsolatedRecordingCoordinator::FailureCallback onFailure) {
+    auto writer =
+        std::make_shared<RecordingWriter>(key, base, url.filePath(), video, offset, metadata, std::move(onFailure));
+    std::lock_guard lock(mutex);
+    made.push_back(writer);
+    return writer;
+  };
+}
+
 CMSampleBuffer frameAt(CMTime pts, int width = 4, CMTime duration = CMTime::make(1, 30)) {
   static const auto pixels =
       std::shared_ptr<const std::uint8_t>(new std::uint8_t[64]{}, std::default_delete<std::uint8_t[]>());
@@ -91,17 +105,7 @@ class IsolatedRecordingCoordinatorTest : public ::testing::Test {
   ManualClock clock_;
   std::mutex mutex_;
   std::vector<std::shared_ptr<RecordingWriter>> made_;
-  IsolatedRecordingCoordinator coordinator_{
-      [this](const std::string& key, const std::string& base, const Url& url, bool video,
-             const std::optional<MediaSettings>&, const std::optional<MediaSettings>&, CMTime offset,
-             const std::vector<MetadataItem>& metadata, IsolatedRecordingCoordinator::FailureCallback onFailure) {
-        auto writer =
-            std::make_shared<RecordingWriter>(key, base, url.filePath(), video, offset, metadata, std::move(onFailure));
-        std::lock_guard lock(mutex_);
-        made_.push_back(writer);
-        return writer;
-      },
-      clock_.function()};
+  IsolatedRecordingCoordinator coordinator_{recordingWriters(mutex_, made_), clock_.function()};
 
   void SetUp() override { coordinator_.begin(Url::fileUrl("/session"), 4); }
 
@@ -236,28 +240,25 @@ TEST_F(IsolatedRecordingCoordinatorTest, CapRefusesAFifthVideoSourceUntilASlotFr
 
 TEST_F(IsolatedRecordingCoordinatorTest, NamesFilesUniquelyWithPartnersAndMetadata) {
   clock_.seconds = 100;
-  coordinator_.consumeVideo(
-      frameAt(seconds(100)), "a", [] { return "Camera"; }, [] { return std::optional(IsolatedSourceType::camera); },
-      [] { return std::nullopt; }, [] { return kCMTimeZero; }, false, false);
-  coordinator_.consumeVideo(
-      frameAt(seconds(100)), "b", [] { return "Camera"; }, [] { return std::nullopt; }, [] { return std::nullopt; },
-      [] { return kCMTimeZero; }, false, false);
-  coordinator_.consumeAudio(
-      audioAt(seconds(100)), "a", [] { return "Microphone"; }, [] { return std::nullopt; }, [] { return true; },
-      IsolatedAudioStem::ownFile, [] { return CMTime::make(1, 4); }, false);
-  coordinator_.consumeVideo(
-      frameAt(seconds(100)), "c#audio", [] { return "a/b"; }, [] { return std::nullopt; }, [] { return std::nullopt; },
-      [] { return kCMTimeZero; }, false, false);
-  coordinator_.consumeAudio(
-      audioAt(seconds(100)), "c", [] { return "other"; }, [] { return std::nullopt; }, [] { return true; },
-      IsolatedAudioStem::sharedWithVideo, [] { return kCMTimeZero; }, false);
+  const auto named = [&](const std::string& id, std::string name, std::optional<IsolatedSourceType> type) {
+    coordinator_.consumeVideo(
+        frameAt(seconds(100)), id, [=] { return name; }, [=] { return type; }, [] { return std::nullopt; },
+        [] { return kCMTimeZero; }, false, false);
+  };
+  const auto namedAudio = [&](const std::string& id, std::string name, bool isVideoSource, IsolatedAudioStem stem,
+                              CMTime offset) {
+    coordinator_.consumeAudio(
+        audioAt(seconds(100)), id, [=] { return name; }, [] { return std::nullopt; }, [=] { return isVideoSource; },
+        stem, [=] { return offset; }, false);
+  };
+  named("a", "Camera", IsolatedSourceType::camera);
+  named("b", "Camera", std::nullopt);
+  namedAudio("a", "Microphone", true, IsolatedAudioStem::ownFile, CMTime::make(1, 4));
+  named("c#audio", "a/b", std::nullopt);
+  namedAudio("c", "other", true, IsolatedAudioStem::sharedWithVideo, kCMTimeZero);
   // An audio-only source's file, then video under its "#audio" key: the bare ID is the partner.
-  coordinator_.consumeAudio(
-      audioAt(seconds(100)), "d", [] { return "Dee"; }, [] { return std::nullopt; }, [] { return false; },
-      IsolatedAudioStem::sharedWithVideo, [] { return kCMTimeZero; }, false);
-  coordinator_.consumeVideo(
-      frameAt(seconds(100)), "d#audio", [] { return "other"; }, [] { return std::nullopt; },
-      [] { return std::nullopt; }, [] { return kCMTimeZero; }, false, false);
+  namedAudio("d", "Dee", false, IsolatedAudioStem::sharedWithVideo, kCMTimeZero);
+  named("d#audio", "other", std::nullopt);
 
   EXPECT_EQ(writerFor("a")->file_, fs::path("/session/Camera.mov"));
   EXPECT_EQ(writerFor("a")->metadata_, (std::vector<MetadataItem>{commonTypeMetadataItem("camera")}));
@@ -297,7 +298,6 @@ TEST(IsolatedRecordingCoordinatorNames, SourceTypeRawValuesAndAudioSettings) {
   EXPECT_EQ(rawValue(IsolatedSourceType::systemAudio), "system_audio");
   EXPECT_EQ(rawValue(IsolatedSourceType::applicationAudio), "application_audio");
   EXPECT_EQ(rawValue(IsolatedSourceType::webAudio), "web_audio");
-  EXPECT_EQ(allCases<IsolatedSourceType>().size(), 11u);
   const MediaSettings lossless = IsolatedRecordingCoordinator::losslessAudioSettings(AudioFormat(44100, 2));
   EXPECT_EQ(lossless.at(AVFormatIDKey).to_number<std::int64_t>(), 1634492771);  // 'alac'
   EXPECT_EQ(lossless.at(AVSampleRateKey).to_number<double>(), 44100);
@@ -338,17 +338,7 @@ TEST(IsolatedRecordingCoordinatorThreads, ManyProducersKeepEveryTrackMonotonic) 
   std::mutex mutex;
   std::vector<std::shared_ptr<RecordingWriter>> made;
   std::atomic<double> host{100};
-  IsolatedRecordingCoordinator coordinator(
-      [&](const std::string& key, const std::string& base, const Url& url, bool video,
-          const std::optional<MediaSettings>&, const std::optional<MediaSettings>&, CMTime offset,
-          const std::vector<MetadataItem>& metadata, IsolatedRecordingCoordinator::FailureCallback onFailure) {
-        auto writer =
-            std::make_shared<RecordingWriter>(key, base, url.filePath(), video, offset, metadata, std::move(onFailure));
-        std::lock_guard lock(mutex);
-        made.push_back(writer);
-        return writer;
-      },
-      [&] { return host.load(); });
+  IsolatedRecordingCoordinator coordinator(recordingWriters(mutex, made), [&] { return host.load(); });
   coordinator.begin(Url::fileUrl("/threads"), 4);
   constexpr int kSources = 8;
   constexpr int kBuffers = 400;

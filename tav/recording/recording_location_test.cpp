@@ -109,35 +109,32 @@ TEST(RecordingLocation, GeneratedFileNameCarriesVersionBuildAndDate) {
 }
 
 TEST(RecordingLocation, ClassificationByVolume) {
-  auto classify = [](std::string_view path, VolumeResourceValues values) {
-    return classifyRecordingLocation(path, values);
+  struct Case {
+    const char* name;
+    std::string_view path;
+    VolumeResourceValues values;
+    RecordingLocationType type;
+    std::optional<std::string> title;
   };
-  auto local = classify("/home/a/Videos", {"Videos", "User", std::nullopt, false});
-  EXPECT_EQ(local.first, RecordingLocationType::local());
-  EXPECT_EQ(local.second, "Videos");
-
-  auto backup = classify("/media/a/Backup/Clips", {"Clips", "Backup", std::nullopt, false});
-  EXPECT_EQ(backup.first, RecordingLocationType::external("Backup"));
-  EXPECT_EQ(backup.second, "Clips");
-
-  auto backupRoot = classify("/media/a/Backup", {"Backup", "Backup", std::nullopt, false});
-  EXPECT_EQ(backupRoot.first, RecordingLocationType::external("Backup"));
-  EXPECT_EQ(backupRoot.second, std::nullopt);
-
-  auto cloud = classify("/home/a/Drive/x", {"x", "User", "Drive", false});
-  EXPECT_EQ(cloud.first, RecordingLocationType::cloud());
-  EXPECT_EQ(cloud.second, "x");
-
-  auto provider = classify("/Users/a/Library/File Provider Storage/Shots", {"Shots", "Backup", "Box", false});
-  EXPECT_EQ(provider.first, RecordingLocationType::local());
-  EXPECT_EQ(provider.second, "Shots");
-  auto providerRoot = classify("/Users/a/Library/File Provider Storage", {"File Provider Storage", std::nullopt, std::nullopt, false});
-  EXPECT_EQ(providerRoot.first, RecordingLocationType::local());
-  EXPECT_EQ(providerRoot.second, std::nullopt);
-
-  auto nothing = classify("/x", {"x", std::nullopt, std::nullopt, std::nullopt});
-  EXPECT_EQ(nothing.first, RecordingLocationType::local());
-  EXPECT_EQ(nothing.second, "x");
+  const Case cases[] = {
+      {"local", "/home/a/Videos", {"Videos", "User", std::nullopt, false}, RecordingLocationType::local(), "Videos"},
+      {"backup", "/media/a/Backup/Clips", {"Clips", "Backup", std::nullopt, false},
+       RecordingLocationType::external("Backup"), "Clips"},
+      {"backup root", "/media/a/Backup", {"Backup", "Backup", std::nullopt, false},
+       RecordingLocationType::external("Backup"), std::nullopt},
+      {"cloud", "/home/a/Drive/x", {"x", "User", "Drive", false}, RecordingLocationType::cloud(), "x"},
+      {"provider", "/Users/a/Library/File Provider Storage/Shots", {"Shots", "Backup", "Box", false},
+       RecordingLocationType::local(), "Shots"},
+      {"provider root", "/Users/a/Library/File Provider Storage",
+       {"File Provider Storage", std::nullopt, std::nullopt, false}, RecordingLocationType::local(), std::nullopt},
+      {"nothing", "/x", {"x", std::nullopt, std::nullopt, std::nullopt}, RecordingLocationType::local(), "x"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto classified = classifyRecordingLocation(c.path, c.values);
+    EXPECT_EQ(classified.first, c.type);
+    EXPECT_EQ(classified.second, c.title);
+  }
 }
 
 constexpr std::string_view kMounts =

@@ -213,13 +213,17 @@ TEST_F(TavoWriterTest, ZeroChannelsGiveNoAudioInput) {
 }
 
 TEST_F(TavoWriterTest, MediaWriterFailuresReachTheCaller) {
+  // A write the media writer fails reaches the caller as fileCreationFailed; returns what was logged.
+  const auto failedWrite = [](TavoWriter& writer, std::int64_t frame) {
+    return stderrOf([&] {
+      EXPECT_EQ(recorderErrorOf([&] { writer.write(videoAt(frame), MediaStreamType::video()); }).errorCase(),
+                VideoRecorderError::Case::fileCreationFailed);
+    });
+  };
   factory_.prepareWriter = [](testing::ScriptedWriterState& state) { state.startWritingResult = false; };
   TavoWriter cannotStart = makeWriter(false);
   startWithBoth(cannotStart);
-  std::string log = stderrOf([&] {
-    EXPECT_EQ(recorderErrorOf([&] { cannotStart.write(videoAt(0), MediaStreamType::video()); }).errorCase(),
-              VideoRecorderError::Case::fileCreationFailed);
-  });
+  std::string log = failedWrite(cannotStart, 0);
   EXPECT_NE(log.find("startWriting() failed: cannot create"), std::string::npos) << log;
   // Back to idle; the writer now reports its failure as its own error.
   try {
@@ -236,18 +240,12 @@ TEST_F(TavoWriterTest, MediaWriterFailuresReachTheCaller) {
   startWithBoth(refused);
   refused.write(videoAt(0), MediaStreamType::video());
   factory_.input(MediaStreamType::video())->setAppendResult(false);
-  log = stderrOf([&] {
-    EXPECT_EQ(recorderErrorOf([&] { refused.write(videoAt(1), MediaStreamType::video()); }).errorCase(),
-              VideoRecorderError::Case::fileCreationFailed);
-  });
+  log = failedWrite(refused, 1);
   EXPECT_NE(log.find("append() failed for video. Writer status: 1, error: none"), std::string::npos) << log;
   EXPECT_EQ(refused.counts().videoFrameCount, 1);
 
   factory_.writer(1)->fail(std::nullopt);
-  log = stderrOf([&] {
-    EXPECT_EQ(recorderErrorOf([&] { refused.write(videoAt(2), MediaStreamType::video()); }).errorCase(),
-              VideoRecorderError::Case::fileCreationFailed);
-  });
+  log = failedWrite(refused, 2);
   EXPECT_NE(log.find("Writer flipped to .failed mid-session: none"), std::string::npos) << log;
 
   TavoWriter failedEarly = makeWriter(false);

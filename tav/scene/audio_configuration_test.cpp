@@ -40,7 +40,7 @@ TEST(AudioConfiguration, SourceWithoutEffectsReadsOffAndWritesEffects) {
             R"("audioDelay":0,"sampleRate":44100,"effects":{"noiseReduction":{"isEnabled":false}}}]})");
 }
 
-TEST(AudioConfiguration, EveryOutputKeyIsRequired) {
+TEST(AudioConfiguration, EveryOutputKeyIsRequiredAndAMissingOneFailsTheScene) {
   try {
     decodeJson<AudioConfiguration>(
         R"({"outputVolume":0.5,"outputMuted":false,"outputChannels":2,"sampleRate":48000,"sources":[]})");
@@ -51,9 +51,7 @@ TEST(AudioConfiguration, EveryOutputKeyIsRequired) {
   EXPECT_THROW(decodeJson<AudioConfiguration>(
                    R"({"outputVolume":0.5,"outputMuted":false,"outputChannels":2,"outputAudioDelay":0,"sampleRate":48000})"),
                DecodingError);
-}
-
-TEST(AudioConfiguration, MissingOutputAudioDelayFailsTheWholeScene) {
+  // Inside a scene a missing key, or one bad source, fails the whole document.
   try {
     decodeJson<Scene>(
         R"({"id":"S","name":"N","isTemplate":false,"audioConfiguration":{"outputVolume":1,"outputMuted":false,)"
@@ -62,7 +60,6 @@ TEST(AudioConfiguration, MissingOutputAudioDelayFailsTheWholeScene) {
   } catch (const DecodingError& error) {
     EXPECT_EQ(error.path(), "audioConfiguration.outputAudioDelay");
   }
-  // One bad source fails the scene too.
   EXPECT_THROW(decodeJson<Scene>(
                    R"({"id":"S","name":"N","isTemplate":false,"audioConfiguration":{"outputVolume":1,)"
                    R"("outputMuted":false,"outputChannels":2,"outputAudioDelay":0,"sampleRate":48000,)"

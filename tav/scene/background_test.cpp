@@ -68,12 +68,11 @@ TEST(Background, StockBackgroundReferencesAndResourceImage) {
 
 TEST(Background, DeviceBackgroundsAreImagesAndVideos) {
   Background background;
-  background.mediaType = MediaType::image;
-  EXPECT_TRUE(background.canBeUsedAsDeviceBackground());
-  background.mediaType = MediaType::video;
-  EXPECT_TRUE(background.canBeUsedAsDeviceBackground());
-  background.mediaType = MediaType::animatedImage;
-  EXPECT_FALSE(background.canBeUsedAsDeviceBackground());
+  for (auto [type, usable] : {std::pair{MediaType::image, true}, {MediaType::video, true},
+                              {MediaType::animatedImage, false}}) {
+    background.mediaType = type;
+    EXPECT_EQ(background.canBeUsedAsDeviceBackground(), usable) << rawValue(type);
+  }
 }
 
 TEST(Background, StoredImageReadsItsBytesAndNamesItsThumbnail) {

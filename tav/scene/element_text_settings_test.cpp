@@ -28,6 +28,11 @@ TEST(SceneElementTextSettings, NamedFontIsScaledBy75AndWeighted) {
 
   s.fontWeight = "extra-bold";
   EXPECT_EQ(s.toAttributedString().font->weight, FontWeight::regular);
+  // Only the lower-case names count; anything else draws regular.
+  EXPECT_EQ(fontWeightFromName("ultralight"), FontWeight::ultralight);
+  EXPECT_EQ(fontWeightFromName("black"), FontWeight::black);
+  EXPECT_EQ(fontWeightFromName("Bold"), FontWeight::regular);
+  EXPECT_EQ(fontWeightFromName(""), FontWeight::regular);
 }
 
 TEST(SceneElementTextSettings, SystemFontKeepsTheStoredSizeAndNoWeight) {
@@ -56,13 +61,6 @@ TEST(SceneElementTextSettings, DrawnTextHasItsTokensResolved) {
   EXPECT_EQ(s.text, "Score: {{home}}");
   setTextVariableResolver({});
   EXPECT_EQ(s.toAttributedString().text, "Score: {{home}}");
-}
-
-TEST(SceneElementTextSettings, WeightNames) {
-  EXPECT_EQ(fontWeightFromName("ultralight"), FontWeight::ultralight);
-  EXPECT_EQ(fontWeightFromName("black"), FontWeight::black);
-  EXPECT_EQ(fontWeightFromName("Bold"), FontWeight::regular);
-  EXPECT_EQ(fontWeightFromName(""), FontWeight::regular);
 }
 
 TEST(SceneElementTextSettings, InitialiserRefusesAlignmentsOutsideItsCases) {

@@ -49,10 +49,8 @@ TEST_F(VideoFileTest, PrepareLinksThePlayableFileOnce) {
 
   // A file already there is used as it is.
   EXPECT_EQ(s.prepareVideoFile(), playable);
-}
 
-TEST_F(VideoFileTest, PrepareWithoutAStoredAssetIsAbsent) {
-  SceneElementVideoSettings s;
+  // A reference to nothing stored has neither.
   s.reference = TransferAssetReference{"NOT-STORED", std::nullopt, std::string("mov"), {}};
   EXPECT_FALSE(s.url().has_value());
   EXPECT_FALSE(s.prepareVideoFile().has_value());

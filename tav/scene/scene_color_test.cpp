@@ -15,7 +15,7 @@ TEST(SceneColor, HexIgnoresAlphaAndRoundsHalvesUp) {
   EXPECT_EQ(SceneColor(0.2, 0.1, 1, 1).hex(), "#331AFF");
 }
 
-TEST(SceneColor, StoresComponentsGreenBlueRedAlpha) {
+TEST(SceneColor, StoresComponentsGreenBlueRedAlphaAndEqualColoursHashEqually) {
   SceneColor color(0.1, 0.2, 0.3, 0.4);
   EXPECT_EQ(color.red(), 0.1);
   EXPECT_EQ(color.green(), 0.2);
@@ -24,6 +24,9 @@ TEST(SceneColor, StoresComponentsGreenBlueRedAlpha) {
   EXPECT_EQ(decodeJson<SceneColor>(R"({"alpha":0.4,"_red":0.1,"_blue":0.3,"_green":0.2})"), color);
   EXPECT_EQ(SceneColor::opaqueBlack(), SceneColor(0, 0, 0, 1));
   EXPECT_EQ(SceneColor(), SceneColor::opaqueBlack());
+  EXPECT_EQ(std::hash<SceneColor>()(SceneColor(0.1, 0.2, 0.3, 1)),
+            std::hash<SceneColor>()(SceneColor(0.1, 0.2, 0.3, 1)));
+  EXPECT_NE(SceneColor(0.1, 0.2, 0.3, 1), SceneColor(0.3, 0.2, 0.1, 1));
 }
 
 TEST(SceneColor, MissingComponentFailsNamingItsPath) {
@@ -34,12 +37,6 @@ TEST(SceneColor, MissingComponentFailsNamingItsPath) {
     EXPECT_EQ(error.path(), "stops[0].color._green");
   }
   EXPECT_THROW(decodeJson<SceneColor>(R"({"_green":"0","_blue":0,"_red":1,"alpha":1})"), DecodingError);
-}
-
-TEST(SceneColor, EqualColoursHashEqually) {
-  std::hash<SceneColor> hash;
-  EXPECT_EQ(hash(SceneColor(0.1, 0.2, 0.3, 1)), hash(SceneColor(0.1, 0.2, 0.3, 1)));
-  EXPECT_NE(SceneColor(0.1, 0.2, 0.3, 1), SceneColor(0.3, 0.2, 0.1, 1));
 }
 
 }  // namespace

@@ -101,7 +101,7 @@ TEST(SceneDeviceConfiguration, SetLeavesTheExcludedAspectAlone) {
   EXPECT_EQ(scene.supportedAspects(), (std::vector<AspectRatio>{AspectRatio::landscape, AspectRatio::portrait}));
 }
 
-TEST(SceneDeviceConfiguration, SetReturnsFalseWhenNothingChanged) {
+TEST(SceneDeviceConfiguration, SetReturnsFalseWhenNothingChangedButAnAbsentOneMarksTheFeed) {
   Scene scene = twoAspectScene();
   const Scene before = scene;
   // Every CAM-A feed already has its configuration: nothing changes, nothing is marked.
@@ -115,13 +115,11 @@ TEST(SceneDeviceConfiguration, SetReturnsFalseWhenNothingChanged) {
   // A device no feed shows.
   EXPECT_FALSE(scene.setDeviceConfiguration(withFilter("noir"), "CAM-Z", std::nullopt, std::nullopt));
   EXPECT_EQ(scene, before);
-}
 
-TEST(SceneDeviceConfiguration, AbsentConfigurationCannotClearButStillMarksTheFeed) {
-  Scene scene = sceneWith({feedLayer(1, "CAM-A", false, withFilter("noir"))});
-  EXPECT_TRUE(scene.setDeviceConfiguration(std::nullopt, "CAM-A", std::nullopt, std::nullopt));
-  EXPECT_EQ(configurationOf(scene.elements()[0]), withFilter("noir"));
-  EXPECT_EQ(scene.elements()[0].settingsUpdated(), true);
+  // An absent configuration cannot clear a stored one, yet it counts as a change and marks the feed.
+  EXPECT_TRUE(landscapeOnly.setDeviceConfiguration(std::nullopt, "CAM-A", std::nullopt, std::nullopt));
+  EXPECT_EQ(configurationOf(landscapeOnly.elements()[0]), withFilter("noir"));
+  EXPECT_EQ(landscapeOnly.elements()[0].settingsUpdated(), true);
 }
 
 TEST(SceneDeviceConfiguration, PresentConfigurationReplacesTheStoredOneWhole) {

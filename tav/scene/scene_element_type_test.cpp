@@ -263,14 +263,10 @@ TEST(SceneElementType, UpdateSettingsUsesOnlyTheArgumentOfItsKind) {
   EXPECT_TRUE(unknown.isUnknown());
 }
 
-TEST(SceneElementType, KindQueries) {
+TEST(SceneElementType, KindRules) {
   SceneElementType feed{SceneElementFeedSettings()};
   SceneElementType text{SceneElementTextSettings()};
   SceneElementType chat{SceneElementChatMessageSettings()};
-  EXPECT_TRUE(feed.isFeed());
-  EXPECT_FALSE(feed.isText());
-  EXPECT_NE(feed.feedSettings(), nullptr);
-  EXPECT_EQ(feed.textSettings(), nullptr);
   EXPECT_TRUE(feed.shouldShowSelector());
   EXPECT_FALSE(text.shouldShowSelector());
   EXPECT_EQ(feed.defaultMaskComponent(), SceneMask::Component::luminance);

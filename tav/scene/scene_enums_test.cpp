@@ -9,14 +9,11 @@
 namespace tav {
 namespace {
 
-TEST(ScaleMode, CodedAsIntegersZeroToTwo) {
+TEST(ScaleMode, CodedAsIntegersZeroToTwoWithTitlesAndGravity) {
   EXPECT_EQ(encodeJson(ScaleMode::aspectFit), "2");
   EXPECT_EQ(decodeJson<ScaleMode>("1"), ScaleMode::stretchFill);
   EXPECT_THROW(decodeJson<ScaleMode>("3"), DecodingError);
   EXPECT_THROW(decodeJson<ScaleMode>(R"("aspectFill")"), DecodingError);
-}
-
-TEST(ScaleMode, TitlesAndGravity) {
   EXPECT_EQ(title(ScaleMode::aspectFill), "Aspect Fill");
   EXPECT_EQ(title(ScaleMode::stretchFill), "Stretch Fill");
   EXPECT_EQ(title(ScaleMode::aspectFit), "Aspect Fit");

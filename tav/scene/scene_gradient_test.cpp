@@ -9,7 +9,7 @@ const SceneColor kRed(1, 0, 0, 1);
 const SceneColor kBlue(0, 0, 1, 1);
 const SceneColor kGreen(0, 1, 0, 1);
 
-TEST(SceneGradient, SortedStopsClampAndKeepOrderOfTies) {
+TEST(SceneGradient, SortedStopsClampAndKeepOrderOfTiesAndTheFirstRepresentsTheGradient) {
   SceneGradient gradient{{{2, kRed}, {-1, kBlue}, {0.5, kGreen}, {0, kGreen}}, 90};
   auto sorted = gradient.sortedStops();
   ASSERT_EQ(sorted.size(), 4u);
@@ -22,9 +22,6 @@ TEST(SceneGradient, SortedStopsClampAndKeepOrderOfTies) {
   EXPECT_EQ(sorted[3].location, 1);
   EXPECT_EQ(sorted[3].color, kRed);
   EXPECT_EQ(gradient.representativeColor(), kBlue);
-}
-
-TEST(SceneGradient, RepresentativeColourAbsentWithoutStops) {
   EXPECT_EQ(SceneGradient{}.representativeColor(), std::nullopt);
 }
 

@@ -55,15 +55,13 @@ TEST(SceneTransitionConfig, SceneWithoutOneHasNoneAndWritesNone) {
 }
 
 TEST(SceneTransitionConfig, FormattedDurations) {
-  EXPECT_EQ(SceneTransitionConfig::formattedDuration(0.25), "0.25s");
-  EXPECT_EQ(SceneTransitionConfig::formattedDuration(1.25), "1.25s");
-  EXPECT_EQ(SceneTransitionConfig::formattedDuration(0.5), "0.5s");
-  EXPECT_EQ(SceneTransitionConfig::formattedDuration(1.5), "1.5s");
-  EXPECT_EQ(SceneTransitionConfig::formattedDuration(2.0), "2.0s");
   // 30 hundredths is a whole tenth; 1.0000001 rounds to 100 hundredths.
-  EXPECT_EQ(SceneTransitionConfig::formattedDuration(0.3), "0.3s");
-  EXPECT_EQ(SceneTransitionConfig::formattedDuration(1.0000001), "1.0s");
-  EXPECT_EQ(SceneTransitionConfig::formattedDuration(1.26), "1.26s");
+  const std::pair<double, const char*> cases[] = {{0.25, "0.25s"}, {1.25, "1.25s"}, {0.5, "0.5s"},
+                                                  {1.5, "1.5s"},   {2.0, "2.0s"},   {0.3, "0.3s"},
+                                                  {1.0000001, "1.0s"}, {1.26, "1.26s"}};
+  for (const auto& [seconds, text] : cases) {
+    EXPECT_EQ(SceneTransitionConfig::formattedDuration(seconds), text) << seconds;
+  }
   // Beyond any whole number of hundredths the text is still whole, never cut short.
   EXPECT_EQ(SceneTransitionConfig::formattedDuration(1e300).back(), 's');
   EXPECT_EQ(SceneTransitionConfig::formattedDuration(1e300).size(), 304u);  // 301 digits, ".0", "s"
@@ -88,12 +86,9 @@ TEST(SceneTransitionList, ReorderCarriesEachTransitionWithItsClip) {
   // A destination past the end is clamped to the end.
   EXPECT_EQ(reorderedFollowingClip(list, 0, 99, 3), (List{T::burn, T::none}));
   EXPECT_EQ(reorderedFollowingClip(list, 1, -5, 3), (List{T::burn, T::dissolve}));
-}
-
-TEST(SceneTransitionList, ReorderWithSourceOutOfRangeStillFitsTheClips) {
-  List list{T::dissolve};
-  EXPECT_EQ(reorderedFollowingClip(list, 5, 0, 4), (List{T::dissolve, T::none, T::none}));
-  EXPECT_EQ(reorderedFollowingClip(list, -1, 0, 1), List{});
+  // A source out of range moves nothing, and the list still fits the clips.
+  EXPECT_EQ(reorderedFollowingClip({T::dissolve}, 5, 0, 4), (List{T::dissolve, T::none, T::none}));
+  EXPECT_EQ(reorderedFollowingClip({T::dissolve}, -1, 0, 1), List{});
 }
 
 TEST(SceneTransitionList, RemovingClipDropsTheTransitionThatFollowedIt) {

@@ -19,6 +19,11 @@ SceneElement locked(SceneElement element) {
 const auto noGeometry = std::unordered_map<Uuid, Rect>{};
 const auto translatedPlacement = Scene::TransferPlacement::translated();
 
+/// A translated copy (or move) out of landscape with no root folder and no resolved geometry.
+std::vector<Uuid> transfer(Scene& scene, const std::unordered_set<Uuid>& ids, AspectRatio to, bool move = false) {
+  return scene.transferElements(ids, AspectRatio::landscape, to, translatedPlacement, move, std::nullopt, noGeometry);
+}
+
 // --- newElementPlacement
 
 TEST(SceneNewElementPlacement, IdMissingFromTheRoutedFormatGivesNoPlacement) {
@@ -130,9 +135,7 @@ TEST(SceneTransferElements, SameAspectOrMissingSourceDoesNothing) {
   EXPECT_TRUE(scene.transferElements({id(1)}, AspectRatio::square, AspectRatio::portrait, translatedPlacement, true,
                                      std::nullopt, noGeometry)
                   .empty());
-  EXPECT_TRUE(scene.transferElements({id(77)}, AspectRatio::landscape, AspectRatio::portrait, translatedPlacement,
-                                     true, std::nullopt, noGeometry)
-                  .empty());
+  EXPECT_TRUE(transfer(scene, {id(77)}, AspectRatio::portrait, true).empty());
   EXPECT_EQ(scene, before);
   EXPECT_FALSE(scene.hasFormat(AspectRatio::portrait));
 }
@@ -140,8 +143,7 @@ TEST(SceneTransferElements, SameAspectOrMissingSourceDoesNothing) {
 TEST(SceneTransferElements, CopiesGoInFrontTranslatedWithNewIdsAndTheActiveAspectIsKept) {
   Scene scene = sceneWith({layerAt(1, 0, 0, 0.25, 0.25), shapeLayer(2)});
   scene.setActiveAspect(AspectRatio::square);
-  const auto copied = scene.transferElements({id(1)}, AspectRatio::landscape, AspectRatio::portrait,
-                                             translatedPlacement, false, std::nullopt, noGeometry);
+  const auto copied = transfer(scene, {id(1)}, AspectRatio::portrait);
   ASSERT_EQ(copied.size(), 1u);
   EXPECT_NE(copied[0], id(1));
   EXPECT_EQ(scene.activeAspect(), AspectRatio::square);
@@ -153,8 +155,7 @@ TEST(SceneTransferElements, CopiesGoInFrontTranslatedWithNewIdsAndTheActiveAspec
   EXPECT_EQ(scene.elements(AspectRatio::landscape).size(), 2u);
 
   // A second transfer lands in front of the first.
-  const auto again = scene.transferElements({id(2)}, AspectRatio::landscape, AspectRatio::portrait,
-                                            translatedPlacement, false, std::nullopt, noGeometry);
+  const auto again = transfer(scene, {id(2)}, AspectRatio::portrait);
   ASSERT_EQ(again.size(), 1u);
   EXPECT_EQ(scene.elements(AspectRatio::portrait)[0].id(), again[0]);
   EXPECT_EQ(scene.elements(AspectRatio::portrait)[1].id(), copied[0]);
@@ -162,12 +163,9 @@ TEST(SceneTransferElements, CopiesGoInFrontTranslatedWithNewIdsAndTheActiveAspec
 
 TEST(SceneTransferElements, LockedLayersStayUnlessAPartnerBringsThem) {
   Scene scene = sceneWith({locked(shapeLayer(1)), shapeLayer(2), locked(shapeLayer(3)), maskedBy(shapeLayer(4), 3)});
-  EXPECT_TRUE(scene.transferElements({id(1)}, AspectRatio::landscape, AspectRatio::portrait, translatedPlacement,
-                                     false, std::nullopt, noGeometry)
-                  .empty());
+  EXPECT_TRUE(transfer(scene, {id(1)}, AspectRatio::portrait).empty());
   EXPECT_FALSE(scene.hasFormat(AspectRatio::portrait));
-  const auto copied = scene.transferElements({id(1), id(2), id(4)}, AspectRatio::landscape, AspectRatio::portrait,
-                                             translatedPlacement, false, std::nullopt, noGeometry);
+  const auto copied = transfer(scene, {id(1), id(2), id(4)}, AspectRatio::portrait);
   // 2 and 4 selected; locked 3 comes as the layer that masks 4; locked 1 stays.
   ASSERT_EQ(copied.size(), 3u);
   const auto& target = scene.elements(AspectRatio::portrait);
@@ -182,8 +180,7 @@ TEST(SceneTransferElements, LockedSplitPartnersAndFrameMembersComeWithTheirSelec
                            locked(shapeLayer(2)), inGroup(shapeLayer(3), 20, SceneElementGroupRole::splitBackground),
                            locked(inFrame(shapeLayer(4), 5)), frameLayer(5)},
                           {splitGroup(20)});
-  const auto copied = scene.transferElements({id(3), id(5), id(2)}, AspectRatio::landscape, AspectRatio::portrait,
-                                             translatedPlacement, false, std::nullopt, noGeometry);
+  const auto copied = transfer(scene, {id(3), id(5), id(2)}, AspectRatio::portrait);
   // Locked 2 was selected and is left out of the selection, yet it comes back sandwiched in the split.
   ASSERT_EQ(copied.size(), 5u);
   const auto& target = scene.elements(AspectRatio::portrait);
@@ -197,8 +194,7 @@ TEST(SceneTransferElements, LockedSplitPartnersAndFrameMembersComeWithTheirSelec
 TEST(SceneTransferElements, MaskPartnersGoTogetherWhicheverIsSelected) {
   for (unsigned selected : {1u, 2u}) {
     Scene scene = sceneWith({maskedBy(shapeLayer(1), 2), shapeLayer(2), shapeLayer(3)});
-    const auto copied = scene.transferElements({id(selected)}, AspectRatio::landscape, AspectRatio::square,
-                                               translatedPlacement, false, std::nullopt, noGeometry);
+    const auto copied = transfer(scene, {id(selected)}, AspectRatio::square);
     ASSERT_EQ(copied.size(), 2u) << "selected " << selected;
     const auto& target = scene.elements(AspectRatio::square);
     EXPECT_EQ(target[0].settings().mask->layerID, target[1].id());
@@ -210,8 +206,7 @@ TEST(SceneTransferElements, OneBookendBringsTheWholeSplitUnderANewGroup) {
                            shapeLayer(2), inGroup(shapeLayer(3), 20, SceneElementGroupRole::splitBackground),
                            shapeLayer(4)},
                           {splitGroup(20)});
-  const auto copied = scene.transferElements({id(3)}, AspectRatio::landscape, AspectRatio::portrait,
-                                             translatedPlacement, false, std::nullopt, noGeometry);
+  const auto copied = transfer(scene, {id(3)}, AspectRatio::portrait);
   ASSERT_EQ(copied.size(), 3u);
   const auto& target = scene.elements(AspectRatio::portrait);
   const auto& groups = scene.groups(AspectRatio::portrait);
@@ -228,16 +223,14 @@ TEST(SceneTransferElements, OneBookendBringsTheWholeSplitUnderANewGroup) {
 
 TEST(SceneTransferElements, FrameMemberBringsNothingButAFrameBringsItsSubtree) {
   Scene scene = sceneWith({inFrame(shapeLayer(2), 1), inFrame(shapeLayer(3), 1), frameLayer(1), shapeLayer(4)});
-  auto copied = scene.transferElements({id(1)}, AspectRatio::landscape, AspectRatio::portrait, translatedPlacement,
-                                       false, std::nullopt, noGeometry);
+  auto copied = transfer(scene, {id(1)}, AspectRatio::portrait);
   ASSERT_EQ(copied.size(), 3u);
   const auto& target = scene.elements(AspectRatio::portrait);
   EXPECT_EQ(target[0].frameID(), target[2].id());
   EXPECT_EQ(target[1].frameID(), target[2].id());
   EXPECT_TRUE(target[2].type().isFrame());
   // A member alone arrives free of the frame it left behind.
-  copied = scene.transferElements({id(2)}, AspectRatio::landscape, AspectRatio::square, translatedPlacement, false,
-                                  std::nullopt, noGeometry);
+  copied = transfer(scene, {id(2)}, AspectRatio::square);
   ASSERT_EQ(copied.size(), 1u);
   EXPECT_EQ(scene.elements(AspectRatio::square)[0].frameID(), std::nullopt);
 }
@@ -247,8 +240,7 @@ TEST(SceneTransferElements, MoveTakesTheClosureOutOfTheSourceAndDropsEmptiedGrou
                            inGroup(shapeLayer(4), 11), inGroup(shapeLayer(5), 11)},
                           {folder(10), folder(11)});
   // 3 brings 1, the layer that masks it; with 2 and 4 the whole of folder 10 leaves, and one of 11.
-  const auto moved = scene.transferElements({id(3), id(2), id(4)}, AspectRatio::landscape, AspectRatio::portrait,
-                                            translatedPlacement, true, std::nullopt, noGeometry);
+  const auto moved = transfer(scene, {id(3), id(2), id(4)}, AspectRatio::portrait, true);
   ASSERT_EQ(moved.size(), 4u);
   EXPECT_EQ(numbers(scene.elements(AspectRatio::landscape)), (std::vector<unsigned>{5}));
   const auto& groups = scene.groups(AspectRatio::landscape);

@@ -39,14 +39,36 @@ Uuid newGroupID(const Scene& scene, const std::vector<unsigned>& known) {
 
 SceneElementGroupMembership member(const Uuid& groupID) { return {groupID, std::nullopt}; }
 
-TEST(FolderOperations, CreateRefusesWhenNoIdNamesALayer) {
-  const Scene before = sceneWith({shapeLayer(1), inGroup(shapeLayer(2), 50)}, {folder(50)});
-  for (const auto& ids : {std::vector<Uuid>{}, std::vector<Uuid>{id(7), id(8)}}) {
-    Scene scene = before;
-    EXPECT_FALSE(FolderOperations::create(ids, "New", false, scene));
-    EXPECT_EQ(scene, before);
-    EXPECT_EQ(scene.groups().size(), 1u);
-  }
+// Every refusal leaves the scene exactly as it was: nested folders 50 > 51 > 52 and split 60.
+TEST(FolderOperations, RefusalsChangeNothing) {
+  const Scene before = sceneWith({inGroup(shapeLayer(1), 50), inGroup(shapeLayer(2), 51), inGroup(shapeLayer(3), 52),
+                                  inGroup(shapeLayer(4), 60, SceneElementGroupRole::splitForeground), shapeLayer(6),
+                                  inGroup(shapeLayer(5), 60, SceneElementGroupRole::splitBackground)},
+                                 {folder(50), folder(51, 50), folder(52, 51), splitGroup(60)});
+  Scene scene = before;
+  EXPECT_FALSE(FolderOperations::create({}, "New", false, scene));
+  EXPECT_FALSE(FolderOperations::create({id(7), id(8)}, "New", false, scene));  // no id names a layer
+  EXPECT_FALSE(FolderOperations::addToFolder(id(6), id(77), scene));  // no such group
+  EXPECT_FALSE(FolderOperations::addToFolder(id(6), id(60), scene));  // not a folder
+  EXPECT_FALSE(FolderOperations::addToFolder(id(9), id(50), scene));  // no such layer
+  EXPECT_FALSE(FolderOperations::removeFromFolder(id(6), scene));  // in no group
+  EXPECT_FALSE(FolderOperations::removeFromFolder(id(9), scene));  // no such layer
+  EXPECT_FALSE(FolderOperations::ungroup(id(60), scene));
+  EXPECT_FALSE(FolderOperations::ungroup(id(77), scene));
+  EXPECT_FALSE(FolderOperations::nestFolder(id(50), id(50), scene));  // under itself
+  EXPECT_FALSE(FolderOperations::nestFolder(id(50), id(51), scene));  // under its child
+  EXPECT_FALSE(FolderOperations::nestFolder(id(50), id(52), scene));  // under a grandchild
+  EXPECT_FALSE(FolderOperations::nestFolder(id(60), id(50), scene));  // not a folder
+  EXPECT_FALSE(FolderOperations::nestFolder(id(52), id(60), scene));  // under a split group
+  EXPECT_FALSE(FolderOperations::nestFolder(id(77), std::nullopt, scene));
+  EXPECT_FALSE(FolderOperations::nestFolder(id(52), id(77), scene));
+  EXPECT_EQ(scene, before);
+
+  // A top-level folder moved to the top level: nothing changes.
+  auto same = FolderOperations::nestFolder(id(50), std::nullopt, scene);
+  ASSERT_TRUE(same);
+  EXPECT_EQ(*same, GroupMutationResult{});
+  EXPECT_EQ(scene, before);
 }
 
 TEST(FolderOperations, CreateGathersMembersAtTheFrontMostIndex) {
@@ -157,18 +179,6 @@ TEST(FolderOperations, CreateWithBothBookendsDissolvesTheSplit) {
   EXPECT_EQ(numbers(result->affected), (std::vector<unsigned>{1, 3}));
 }
 
-TEST(FolderOperations, AddToFolderRefusesWithoutChange) {
-  const Scene before = sceneWith({inGroup(shapeLayer(1), 50), shapeLayer(2),
-                                  inGroup(shapeLayer(3), 60, SceneElementGroupRole::splitForeground),
-                                  inGroup(shapeLayer(4), 60, SceneElementGroupRole::splitBackground)},
-                                 {folder(50), splitGroup(60)});
-  Scene scene = before;
-  EXPECT_FALSE(FolderOperations::addToFolder(id(2), id(77), scene));  // no such group
-  EXPECT_FALSE(FolderOperations::addToFolder(id(2), id(60), scene));  // not a folder
-  EXPECT_FALSE(FolderOperations::addToFolder(id(9), id(50), scene));  // no such layer
-  EXPECT_EQ(scene, before);
-}
-
 TEST(FolderOperations, AddToFolderGathersTheFolder) {
   {
     Scene scene = sceneWith({shapeLayer(1), inGroup(shapeLayer(2), 50), inGroup(shapeLayer(3), 50), shapeLayer(4),
@@ -226,14 +236,9 @@ TEST(FolderOperations, AddToFolderOfABookendFreesTheOtherBookend) {
 }
 
 TEST(FolderOperations, RemoveFromFolderKeepsTheIndex) {
-  const Scene before = sceneWith({inGroup(shapeLayer(1), 50), inGroup(shapeLayer(2), 50), inGroup(shapeLayer(3), 50),
-                                  shapeLayer(4)},
-                                 {folder(50)});
-  Scene scene = before;
-  EXPECT_FALSE(FolderOperations::removeFromFolder(id(4), scene));  // in no group
-  EXPECT_FALSE(FolderOperations::removeFromFolder(id(9), scene));  // no such layer
-  EXPECT_EQ(scene, before);
-
+  Scene scene = sceneWith({inGroup(shapeLayer(1), 50), inGroup(shapeLayer(2), 50), inGroup(shapeLayer(3), 50),
+                           shapeLayer(4)},
+                          {folder(50)});
   auto result = FolderOperations::removeFromFolder(id(2), scene);
   ASSERT_TRUE(result);
   EXPECT_EQ(numbers(scene.elements()), (std::vector<unsigned>{1, 2, 3, 4}));
@@ -283,17 +288,6 @@ TEST(FolderOperations, RemoveFromFolderLetsTheCleanupRemoveFolders) {
   }
 }
 
-TEST(FolderOperations, UngroupRefusesAnythingButAFolder) {
-  const Scene before = sceneWith({inGroup(shapeLayer(1), 60, SceneElementGroupRole::splitForeground),
-                                  inGroup(shapeLayer(2), 60, SceneElementGroupRole::splitBackground),
-                                  inGroup(shapeLayer(3), 50)},
-                                 {splitGroup(60), folder(50)});
-  Scene scene = before;
-  EXPECT_FALSE(FolderOperations::ungroup(id(60), scene));
-  EXPECT_FALSE(FolderOperations::ungroup(id(77), scene));
-  EXPECT_EQ(scene, before);
-}
-
 TEST(FolderOperations, UngroupHandsMembersAndChildFoldersToTheParent) {
   Scene scene = sceneWith({inGroup(shapeLayer(1), 50), inGroup(shapeLayer(2), 51), inGroup(shapeLayer(3), 52),
                            inGroup(shapeLayer(4), 51), shapeLayer(5)},
@@ -326,28 +320,6 @@ TEST(FolderOperations, UngroupOfANestedFolderKeepsItsMaskParentsCount) {
   ASSERT_TRUE(FolderOperations::ungroup(id(56), scene));
   EXPECT_EQ(scene.groups().size(), 1u);
   EXPECT_EQ(scene.elements()[0].groupMembership(), member(id(55)));
-}
-
-TEST(FolderOperations, NestFolderRefusesCyclesAndNonFolders) {
-  const Scene before = sceneWith({inGroup(shapeLayer(1), 50), inGroup(shapeLayer(2), 51), inGroup(shapeLayer(3), 52),
-                                  inGroup(shapeLayer(4), 60, SceneElementGroupRole::splitForeground),
-                                  inGroup(shapeLayer(5), 60, SceneElementGroupRole::splitBackground)},
-                                 {folder(50), folder(51, 50), folder(52, 51), splitGroup(60)});
-  Scene scene = before;
-  EXPECT_FALSE(FolderOperations::nestFolder(id(50), id(50), scene));  // under itself
-  EXPECT_FALSE(FolderOperations::nestFolder(id(50), id(51), scene));  // under its child
-  EXPECT_FALSE(FolderOperations::nestFolder(id(50), id(52), scene));  // under a grandchild
-  EXPECT_FALSE(FolderOperations::nestFolder(id(60), id(50), scene));  // not a folder
-  EXPECT_FALSE(FolderOperations::nestFolder(id(52), id(60), scene));  // under a split group
-  EXPECT_FALSE(FolderOperations::nestFolder(id(77), std::nullopt, scene));
-  EXPECT_FALSE(FolderOperations::nestFolder(id(52), id(77), scene));
-  EXPECT_EQ(scene, before);
-
-  // A top-level folder moved to the top level: nothing changes.
-  auto same = FolderOperations::nestFolder(id(50), std::nullopt, scene);
-  ASSERT_TRUE(same);
-  EXPECT_EQ(*same, GroupMutationResult{});
-  EXPECT_EQ(scene, before);
 }
 
 TEST(FolderOperations, NestFolderGathersEveryFolder) {

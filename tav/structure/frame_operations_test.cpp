@@ -17,19 +17,14 @@ SceneElement feedLayer(unsigned number) {
   return SceneElement(id(number), SceneElementType(SceneElementFeedSettings{}), shapeLayer(number).settings());
 }
 
-const SceneElement& layer(const Scene& scene, const Uuid& layerID) {
-  for (const auto& element : scene.elements()) {
-    if (element.id() == layerID) return element;
-  }
-  throw std::out_of_range("no layer " + layerID.toString());
-}
-
 std::size_t indexOf(const Scene& scene, const Uuid& layerID) {
   for (std::size_t i = 0; i < scene.elements().size(); ++i) {
     if (scene.elements()[i].id() == layerID) return i;
   }
   throw std::out_of_range("no layer " + layerID.toString());
 }
+
+const SceneElement& layer(const Scene& scene, const Uuid& layerID) { return scene.elements()[indexOf(scene, layerID)]; }
 
 SceneDimension points(double value) { return {value, SceneDimension::Unit::point}; }
 

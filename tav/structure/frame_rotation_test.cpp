@@ -20,14 +20,9 @@ void expectRectNear(const Rect& actual, const Rect& expected) {
 const Size canvas{1920, 1080};
 
 TEST(FrameRotation, FoldsWholeDegreesIntoMinus180To180) {
-  EXPECT_EQ(FrameRotation::folded(181), -179);
-  EXPECT_EQ(FrameRotation::folded(180), 180);
-  EXPECT_EQ(FrameRotation::folded(-180), -180);
-  EXPECT_EQ(FrameRotation::folded(-181), 179);
-  EXPECT_EQ(FrameRotation::folded(540), 180);
-  EXPECT_EQ(FrameRotation::folded(450), 90);
-  EXPECT_EQ(FrameRotation::folded(-450), -90);
-  EXPECT_EQ(FrameRotation::folded(0), 0);
+  const std::pair<int, int> cases[] = {{181, -179}, {180, 180}, {-180, -180}, {-181, 179},
+                                       {540, 180},  {450, 90},  {-450, -90},  {0, 0}};
+  for (const auto& [degrees, folded] : cases) EXPECT_EQ(FrameRotation::folded(degrees), folded) << degrees;
 }
 
 TEST(FrameRotation, InheritedRotationSumsTheFrameChain) {

@@ -27,13 +27,12 @@ TEST(CleanupOrphanGroups, FoldersNeedEnoughTransitiveMembers) {
   EXPECT_FALSE(groups.at(id(54)).parentGroupID);
   EXPECT_FALSE(scene.elements()[1].groupMembership());
   EXPECT_EQ(numbers(scene.elements()), (std::vector<unsigned>{1, 2, 3, 4}));
-}
 
-TEST(CleanupOrphanGroups, MaskFolderWithAMemberInANestedPlainFolderStays) {
-  Scene scene = sceneWith({inGroup(shapeLayer(1), 50), inGroup(shapeLayer(2), 51)},
-                          {folder(50, std::nullopt, true), folder(51, 50)});
-  scene.cleanupOrphanGroups();
-  EXPECT_EQ(scene.groups().size(), 2u);
+  // A mask folder with one direct member and one in a nested plain folder has its two and stays.
+  Scene nested = sceneWith({inGroup(shapeLayer(1), 50), inGroup(shapeLayer(2), 51)},
+                           {folder(50, std::nullopt, true), folder(51, 50)});
+  nested.cleanupOrphanGroups();
+  EXPECT_EQ(nested.groups().size(), 2u);
 }
 
 TEST(CleanupOrphanGroups, ParentsOutliveChildrenRemovedInTheSameSweep) {
@@ -136,15 +135,13 @@ TEST(ReleaseMaskLinksAcrossGroups, LinksMayNotCrossAMaskFolderEdge) {
   EXPECT_TRUE(e[5].settings().mask);   // a missing layer is outside every mask folder
 }
 
-TEST(NormaliseGroupContiguity, GathersMembersAtTheFrontMostMember) {
-  Scene scene = sceneWith({shapeLayer(0), shapeLayer(1), inGroup(shapeLayer(2), 50), shapeLayer(3), shapeLayer(4),
-                           inGroup(shapeLayer(5), 50)},
-                          {folder(50)});
-  scene.normaliseGroupContiguity();
-  EXPECT_EQ(numbers(scene.elements()), (std::vector<unsigned>{0, 1, 2, 5, 3, 4}));
-}
+TEST(NormaliseGroupContiguity, GathersAtTheFrontMostMemberOuterFoldersFirstThenInnerBlocksInsideThem) {
+  Scene single = sceneWith({shapeLayer(0), shapeLayer(1), inGroup(shapeLayer(2), 50), shapeLayer(3), shapeLayer(4),
+                            inGroup(shapeLayer(5), 50)},
+                           {folder(50)});
+  single.normaliseGroupContiguity();
+  EXPECT_EQ(numbers(single.elements()), (std::vector<unsigned>{0, 1, 2, 5, 3, 4}));
 
-TEST(NormaliseGroupContiguity, OuterFoldersFirstThenInnerBlocksInsideThem) {
   // Outer 50: 1 and (via inner 51) 3 and 6; split bookends of 60 under 50 stay put.
   auto split = splitGroup(60);
   split.parentGroupID = id(50);
@@ -181,14 +178,6 @@ TEST(FrameRenderOrder, PutsEachSubtreeDirectlyInFrontOfItsFrame) {
   scene.normaliseFrameContiguity();
   EXPECT_EQ(numbers(scene.elements()), (std::vector<unsigned>{4, 1, 2, 3}));
 }
-
-}  // namespace
-}  // namespace tav
-
-namespace tav {
-namespace {
-
-using namespace testing;
 
 // A damaged document may store a group under another id than its record's own; everything goes by
 // the id it is stored under.

@@ -129,7 +129,7 @@ TEST(FolderOperationsCopySelection, LayerAboveTheRootStaysInItsFolderOnlyWhenKee
   EXPECT_EQ(free.elements[1].groupMembership(), std::nullopt);
 }
 
-TEST(FolderOperationsCopySelection, WithoutRootNoFolderIsCopied) {
+TEST(FolderOperationsCopySelection, WithoutACopiedRootNoFolderIsCopied) {
   const Scene scene = folderTree();
   const auto kept = copySelection({id(2), id(3)}, scene, true, std::nullopt);
   EXPECT_TRUE(kept.groups.empty());
@@ -138,13 +138,11 @@ TEST(FolderOperationsCopySelection, WithoutRootNoFolderIsCopied) {
   const auto free = copySelection({id(2), id(3)}, scene, false, std::nullopt);
   EXPECT_EQ(free.elements[0].groupMembership(), std::nullopt);
   EXPECT_EQ(free.elements[1].groupMembership(), std::nullopt);
-}
 
-TEST(FolderOperationsCopySelection, RootHoldingNoSelectedLayerIsNotCopied) {
-  const Scene scene = folderTree();
-  const auto copy = copySelection({id(4)}, scene, true, id(12));
-  EXPECT_TRUE(copy.groups.empty());
-  EXPECT_EQ(copy.rebornRootID, std::nullopt);
+  // A root that holds no selected layer is not copied either.
+  const auto outside = copySelection({id(4)}, scene, true, id(12));
+  EXPECT_TRUE(outside.groups.empty());
+  EXPECT_EQ(outside.rebornRootID, std::nullopt);
 }
 
 TEST(FolderOperationsCopySelection, SplitBookendsBecomeOrdinaryLayers) {
@@ -213,7 +211,7 @@ TEST(FolderOperationsDuplicateSelection, EmptySelectionChangesNothing) {
   EXPECT_EQ(scene, before);
 }
 
-TEST(FolderOperationsPasteSelection, IntoTheSameSceneKeepsLinksAndGoesInFrontOfTheSelection) {
+TEST(FolderOperationsPasteSelection, LinksAreKeptOnlyWhileTheSourceLayersAreThere) {
   const Scene source = nestedFrames();
   Scene target = source;
   const auto result = pasteSelection({id(4)}, source, target, std::nullopt);
@@ -221,16 +219,14 @@ TEST(FolderOperationsPasteSelection, IntoTheSameSceneKeepsLinksAndGoesInFrontOfT
   ASSERT_EQ(target.elements().size(), 6u);
   EXPECT_EQ(target.elements()[1].id(), *result.newSelection);
   EXPECT_EQ(target.elements()[1].frameID(), id(3));
-}
 
-TEST(FolderOperationsPasteSelection, AfterTheLayersAreGoneItPastesAsFromElsewhere) {
-  const Scene source = nestedFrames();
-  Scene target = source;
-  target.removeElement(id(4));
-  const auto result = pasteSelection({id(4)}, source, target, std::nullopt);
-  ASSERT_TRUE(result.newSelection.has_value());
-  EXPECT_EQ(target.elements()[0].id(), *result.newSelection);
-  EXPECT_EQ(target.elements()[0].frameID(), std::nullopt);
+  // Once the layers are gone it pastes as from elsewhere.
+  Scene emptied = source;
+  emptied.removeElement(id(4));
+  const auto again = pasteSelection({id(4)}, source, emptied, std::nullopt);
+  ASSERT_TRUE(again.newSelection.has_value());
+  EXPECT_EQ(emptied.elements()[0].id(), *again.newSelection);
+  EXPECT_EQ(emptied.elements()[0].frameID(), std::nullopt);
 
   // Another scene: no outside links, at the front, folders carried over.
   Scene other(Scene::Identity{.id = "OTHER"}, "Other");

@@ -56,15 +56,14 @@ TEST(SplitVideoGroup, ResolvesBookendsAndSandwichedLayers) {
   EXPECT_EQ(split->partner(id(11))->id(), id(12));
   EXPECT_EQ(split->partner(id(12))->id(), id(11));
   EXPECT_FALSE(split->partner(id(2)));
-}
 
-TEST(SplitVideoGroup, AdjacentBookendsSandwichNothing) {
-  const Scene scene = sceneWith({inGroup(shapeLayer(11), 60, kForeground), inGroup(shapeLayer(12), 60, kBackground)},
-                                {splitGroup(60)});
-  auto split = splitVideoGroupWithID(scene, id(60));
-  ASSERT_TRUE(split);
-  EXPECT_TRUE(split->sandwiched.empty());
-  EXPECT_EQ(split->memberCount(), 2u);
+  // Adjacent bookends sandwich nothing.
+  const Scene adjacent = sceneWith({inGroup(shapeLayer(11), 60, kForeground), inGroup(shapeLayer(12), 60, kBackground)},
+                                   {splitGroup(60)});
+  auto pair = splitVideoGroupWithID(adjacent, id(60));
+  ASSERT_TRUE(pair);
+  EXPECT_TRUE(pair->sandwiched.empty());
+  EXPECT_EQ(pair->memberCount(), 2u);
 }
 
 TEST(SplitVideoGroup, ResolvesAfterAReorderPutsTheBackgroundInFront) {
@@ -181,13 +180,6 @@ TEST(SplitVideoOperations, SplitTakesAnIdReadFromTheSceneItself) {
   EXPECT_EQ(scene.elements()[2].id(), id(2));
 }
 
-TEST(SplitVideoOperations, SplitRefusesAnUnknownLayer) {
-  const Scene before = sandwichScene();
-  Scene scene = before;
-  EXPECT_FALSE(SplitVideoOperations::split(id(77), scene));
-  EXPECT_EQ(scene, before);
-}
-
 TEST(SplitVideoOperations, SplitMovesMasksToTheForegroundCopy) {
   SceneElement masked = maskedBy(shapeLayer(2), 1);
   masked.settings().mask->invert = true;
@@ -261,7 +253,7 @@ TEST(SplitVideoOperations, SplitOfABookendFreesItsPartner) {
   EXPECT_EQ(result->added[0].settings().name, "Front copy");
 }
 
-TEST(SplitVideoOperations, UnsplitRefusesWithoutChange) {
+TEST(SplitVideoOperations, SplitAndUnsplitRefuseWithoutChange) {
   const Scene before = sceneWith({inGroup(shapeLayer(11), 60, kForeground), shapeLayer(2),
                                   inGroup(shapeLayer(12), 60, kBackground), inGroup(shapeLayer(13), 61, kForeground),
                                   inGroup(shapeLayer(3), 50)},
@@ -273,6 +265,7 @@ TEST(SplitVideoOperations, UnsplitRefusesWithoutChange) {
   EXPECT_FALSE(SplitVideoOperations::unsplit(id(61), id(13), scene));  // lost its background
   EXPECT_FALSE(SplitVideoOperations::unsplit(id(50), id(3), scene));   // a folder
   EXPECT_FALSE(SplitVideoOperations::unsplit(id(77), id(11), scene));
+  EXPECT_FALSE(SplitVideoOperations::split(id(77), scene));  // no such layer
   EXPECT_EQ(scene, before);
 }
 
