@@ -32,6 +32,8 @@ class EncoderSupport {
 
   /// RecordingVideoSettings for `width` x `height` at `frameRate` with this object's codec.
   MediaSettings videoSettings(std::int64_t width, std::int64_t height, double frameRate) const;
+  /// The settings of a recording whose size nobody gave: 1920x1080 at 30 fps with this object's codec.
+  MediaSettings defaultVideoSettings() const { return videoSettings(1920, 1080, 30.0); }
 
  private:
   static constexpr int kUnknown = -1;

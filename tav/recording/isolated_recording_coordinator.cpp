@@ -137,8 +137,9 @@ void IsolatedRecordingCoordinator::begin(const Url& sessionFolder, int videoWrit
   pauseState_.setWrappedValue(PauseState{});
   timelines_.mutate([](auto& timelines) { timelines.clear(); });
   const int cap = videoWriterCap < 0 ? 0 : videoWriterCap;
-  session_.setWrappedValue(Session{sessionFolder.filePath(), cap});
-  logger_.info("Isolated recording session began at {} (video cap {})", sessionFolder.filePath().string(), cap);
+  const std::filesystem::path folder = sessionFolder.filePath();
+  session_.setWrappedValue(Session{folder, cap});
+  logger_.info("Isolated recording session began at {} (video cap {})", folder.string(), cap);
 }
 
 void IsolatedRecordingCoordinator::setPaused(bool paused) {

@@ -87,7 +87,7 @@ void TavoWriter::start(const Url& outputURL, const std::optional<MediaSettings>&
     }
   }
   if (includesVideo) {
-    MediaSettings settings = videoSettings ? *videoSettings : encoderSupport_.videoSettings(1920, 1080, 30.0);
+    MediaSettings settings = videoSettings ? *videoSettings : encoderSupport_.defaultVideoSettings();
     wrapper->videoInput = factory_.makeInput(MediaStreamType::video(), settings);
     wrapper->videoInput->setExpectsMediaDataInRealTime(true);
     writer.addInput(wrapper->videoInput);
@@ -270,7 +270,7 @@ std::optional<CMTime> TavoWriter::sessionStartTime() const {
 
 void TavoWriter::setCurrentOutputURL(const std::optional<Url>& url) { currentOutputURL(userDefaults_).set(url); }
 
-MediaSettings TavoWriter::defaultVideoSettings() { return EncoderSupport::shared().videoSettings(1920, 1080, 30.0); }
+MediaSettings TavoWriter::defaultVideoSettings() { return EncoderSupport::shared().defaultVideoSettings(); }
 
 bool TavoWriter::supportsHEVCEncoding() { return EncoderSupport::shared().supportsHEVCEncoding(); }
 

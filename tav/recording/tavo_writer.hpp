@@ -53,7 +53,7 @@ class TavoWriter {
 
   /// Prepares a media writer for `outputURL` with an audio input (when `audioSettings` are given and
   /// do not ask for 0 channels) and a video input (when `includesVideo`; `videoSettings` absent uses
-  /// 1920x1080 at 30 fps in the codec of the writer's EncoderSupport). The file is created only by the
+  /// the default video settings of the writer's EncoderSupport). The file is created only by the
   /// first accepted buffer. Throws
   /// VideoRecorderError invalidState when the writer is not idle, and passes on the factory's error
   /// when the file cannot be made (the writer is then left `preparing`: drop it).

@@ -269,18 +269,19 @@ int record(const RecordArguments& args) {
   // Library log lines would tear the progress line; errors still show.
   if (showProgress) ::setenv("TAV_LOG_LEVEL", "error", 0);
   silenceFfmpegMessages();
-  RecordingLocationHandler::shared().recordingSavePath().set(Url::fileUrl(out).absoluteString());
+  RecordingLocationHandler& locations = RecordingLocationHandler::shared();
+  locations.recordingSavePath().set(Url::fileUrl(out).absoluteString());
   // The folder is this run's save location, as a host's custom location would be, so the finished
   // recording names it ("locationTitle") rather than the library. The store is this process's own.
   try {
-    CustomRecordingLocation::addCustomLocation(Url::fileUrl(out));
-    RecordingLocation::current().set(CustomRecordingLocation::locations().get().back());
+    CustomRecordingLocation::addCustomLocation(Url::fileUrl(out), {}, locations.store());
+    locations.currentLocation().set(CustomRecordingLocation::locations(locations.store()).get().back());
   } catch (const RecordingLocationError& refused) {
     std::cerr << "tavo: " << out.string() << ": " << refused.what() << " (the save location keeps its title)\n";
   }
   // The isolated files go beside the canvas in the recorder's session folder, which the recorder
   // makes for a single canvas too when asked to.
-  if (args.isolated) RecordingLocationHandler::shared().setUsesSessionSubfolder(true);
+  if (args.isolated) locations.setUsesSessionSubfolder(true);
 
   const CanvasSize secondary{primary->height, primary->width};
   auto provider = std::make_shared<RecordProvider>(*primary, secondary, args.canvases, args.fps);
