@@ -35,30 +35,56 @@ const char* name(RecorderState state) {
   return "idle";
 }
 
-// How long a buffer may wait before its write task runs. Posting then costs the capture thread no
-// wake-up call; 2 ms is well inside what the writer's input queue absorbs.
+// How long a buffer may wait before its write runs. Posting then costs the capture thread no wake-up
+// call; 2 ms is well inside what the writer's input queue absorbs.
 constexpr std::chrono::microseconds kWritePollInterval{2000};
+
+/// A buffer on its way to one output's writer. `isLead`: whether the output was the lead (first of the
+/// live list) when the buffer was handed in.
+struct WriteRequest {
+  CMSampleBuffer buffer;
+  bool isLead = false;
+};
+
+struct OutputPipeline;
+/// Writes one request of the given medium; called on that medium's write queue.
+using PipelineWrite =
+    std::function<void(const std::shared_ptr<OutputPipeline>&, const WriteRequest&, const MediaStreamType&)>;
 
 /// One output: its file, its writer, and one serial queue per medium, which keeps the buffers of
 /// that medium in order and lets finalisation wait for every write handed in before it.
-struct OutputPipeline {
+struct OutputPipeline : std::enable_shared_from_this<OutputPipeline> {
   OutputPipeline(CanvasRole role_, Url url_, bool isLead, AssetWriterFactory& factory,
-                 std::shared_ptr<UserDefaults> userDefaults)
-      : role(role_), url(std::move(url_)), writer(isLead, factory, std::move(userDefaults)) {}
+                 std::shared_ptr<UserDefaults> userDefaults, const PipelineWrite& write)
+      : role(role_),
+        videoWriteTask("com.morvane.TavoRecorder.video", kWritePollInterval,
+                       [this, write](WriteRequest& request) { writeHeld(write, request, MediaStreamType::video()); }),
+        audioWriteTask("com.morvane.TavoRecorder.audio", kWritePollInterval,
+                       [this, write](WriteRequest& request) { writeHeld(write, request, MediaStreamType::audio()); }),
+        url(std::move(url_)),
+        writer(isLead, factory, std::move(userDefaults)) {}
 
-  PollingSerialQueue& writeQueue(const MediaStreamType& mediaType) {
-    return mediaType.isVideo() ? videoWriteTask : audioWriteTask;
-  }
+  PollingSerialQueue<WriteRequest>& writeQueue(bool isVideo) { return isVideo ? videoWriteTask : audioWriteTask; }
 
+  // What the capture path reads comes first, so that it shares the object's first cache lines. The
+  // writer goes before the queues while the object is destroyed; a queue's worker cannot reach it then,
+  // because a write first takes a reference to the pipeline, which no longer succeeds.
   const CanvasRole role;
-  const Url url;
-  TavoWriter writer;
-  PollingSerialQueue videoWriteTask{"com.morvane.TavoRecorder.video", kWritePollInterval};
-  PollingSerialQueue audioWriteTask{"com.morvane.TavoRecorder.audio", kWritePollInterval};
   std::atomic<bool> hasFailed{false};
   // Set once finalisation has waited for the queues: a buffer that slipped in after that is dropped
   // instead of reaching a finished writer.
   std::atomic<bool> isClosed{false};
+  PollingSerialQueue<WriteRequest> videoWriteTask;
+  PollingSerialQueue<WriteRequest> audioWriteTask;
+  const Url url;
+  TavoWriter writer;
+
+ private:
+  // The write holds the pipeline, so that a failure which drops the recorder's last reference to it
+  // finds it alive until the write returns. A pipeline already being destroyed drops the request.
+  void writeHeld(const PipelineWrite& write, const WriteRequest& request, const MediaStreamType& mediaType) {
+    if (const std::shared_ptr<OutputPipeline> self = weak_from_this().lock()) write(self, request, mediaType);
+  }
 };
 
 using Pipelines = std::vector<std::shared_ptr<OutputPipeline>>;
@@ -103,8 +129,18 @@ struct TavoRecorder::Core : std::enable_shared_from_this<TavoRecorder::Core> {
   ObservableValue<bool> isRecording{false};
   ObservableValue<bool> isRecordingPaused{false};
   ObservableValue<std::optional<std::string>> displayDuration{std::nullopt};
-  Locked<Pipelines> pipelines;
-  Locked<RecorderState> state{RecorderState::idle};
+  // What the capture path needs for every buffer, under one lock, which is also the pause lock: the
+  // recorder's state, its live outputs (the first is the lead) and the pause bookkeeping the pause
+  // decision works from. `isPaused` is what the decision reads; isRecordingPaused, its public face, is
+  // set under the same lock so that the two never disagree.
+  struct Live {
+    RecorderState state = RecorderState::idle;
+    bool isPaused = false;
+    Pipelines pipelines;
+    CMTime accumulatedPauseDuration = kCMTimeZero;
+    std::optional<CMTime> pauseStartTime;
+  };
+  Locked<Live> live;
   std::atomic<bool> shouldDelayRecordingForBroadcast{false};
 
   // The lead canvas's clock. Its lock also covers displayDuration's updates, so that a write finishing
@@ -116,15 +152,44 @@ struct TavoRecorder::Core : std::enable_shared_from_this<TavoRecorder::Core> {
   };
   Locked<Clock> clock;
 
-  // Guarded by pauseLock, together with the decision made from them.
-  CMTime accumulatedPauseDuration = kCMTimeZero;
-  std::optional<CMTime> pauseStartTime;
-  UnfairLock pauseLock;
-
   std::atomic<std::int64_t> droppedBuffers{0};
   Locked<std::vector<TavoWriter::Counts>> lastCounts;
 
   std::shared_ptr<TavoRecorderSettingsProvider> provider() const { return settingsProvider.wrappedValue().lock(); }
+
+  RecorderState currentState() {
+    return live.mutate([](const Live& now) { return now.state; });
+  }
+  Pipelines livePipelines() {
+    return live.mutate([](const Live& now) { return now.pipelines; });
+  }
+  /// Takes the live outputs for finalisation; the capture path finds none from then on.
+  Pipelines takePipelines() {
+    return live.mutate([](Live& now) { return std::exchange(now.pipelines, {}); });
+  }
+  void setIdle() {
+    live.mutate([](Live& now) { now.state = RecorderState::idle; });
+  }
+
+  /// Pauses (only while recording) or resumes; false when that changed nothing.
+  bool setPaused(bool paused) {
+    return live.mutate([&](Live& now) {
+      if (now.isPaused == paused || (paused && now.state != RecorderState::recording)) return false;
+      now.isPaused = paused;
+      isRecordingPaused.set(paused);
+      return true;
+    });
+  }
+
+  /// Back to no pause and no paused time, as at the start of a recording.
+  void resetPauses() {
+    live.mutate([this](Live& now) {
+      now.isPaused = false;
+      isRecordingPaused.set(false);
+      now.accumulatedPauseDuration = kCMTimeZero;
+      now.pauseStartTime.reset();
+    });
+  }
 
   /// Runs `work` on the main context and waits for it; inline when already there.
   void onMain(const std::function<void()>& work) const {
@@ -157,10 +222,12 @@ struct TavoRecorder::Core : std::enable_shared_from_this<TavoRecorder::Core> {
   void start(const std::optional<Configuration>& configuration);
   void stop();
   void toggle(const std::optional<Configuration>& configuration);
-  std::optional<CMSampleBuffer> pauseDecision(const CMSampleBuffer& buffer, bool isInPauseTransition);
-  bool acceptsBuffers(const char* medium);
-  void enqueue(CMSampleBuffer buffer, const MediaStreamType& mediaType, const std::shared_ptr<OutputPipeline>& pipeline,
-               bool isLead);
+  /// The buffer as it goes to the writers (moved back by the time spent paused), or none while paused;
+  /// called with `live`'s lock held.
+  std::optional<CMSampleBuffer> pauseDecision(Live& now, const CMSampleBuffer& buffer, bool isInPauseTransition);
+  /// Counts and logs a buffer that came while the recorder was not recording.
+  void dropForState(const char* medium, RecorderState current);
+  void enqueue(CMSampleBuffer buffer, bool isVideo, OutputPipeline& pipeline, bool isLead);
   void runWrite(const std::shared_ptr<OutputPipeline>& pipeline, const CMSampleBuffer& buffer,
                 const MediaStreamType& mediaType, bool isLead);
   void failPipeline(const std::shared_ptr<OutputPipeline>& pipeline, const std::exception_ptr& error);
@@ -172,18 +239,14 @@ struct TavoRecorder::Core : std::enable_shared_from_this<TavoRecorder::Core> {
 // MARK: Start
 
 void TavoRecorder::Core::start(const std::optional<Configuration>& configuration) {
-  state.mutate([](RecorderState& current) {
-    if (current != RecorderState::idle) {
-      throw VideoRecorderError::invalidState(std::string("Cannot start recording: already in ") + name(current) +
+  live.mutate([](Live& now) {
+    if (now.state != RecorderState::idle) {
+      throw VideoRecorderError::invalidState(std::string("Cannot start recording: already in ") + name(now.state) +
                                              " state");
     }
-    current = RecorderState::starting;
+    now.state = RecorderState::starting;
   });
-  isRecordingPaused.set(false);
-  pauseLock.whileLocked([this] {
-    accumulatedPauseDuration = kCMTimeZero;
-    pauseStartTime.reset();
-  });
+  resetPauses();
   shouldDelayRecordingForBroadcast = false;
   droppedBuffers = 0;
 
@@ -207,9 +270,15 @@ void TavoRecorder::Core::start(const std::optional<Configuration>& configuration
     if (settings) onMain([&] { settings->recorderWillStart(outputs); });
     const std::optional<MediaSettings> audioSettings = settings ? settings->audioSettings() : std::nullopt;
 
+    // Write tasks hold the recorder weakly: a recorder destroyed while recording drops what is queued.
+    const PipelineWrite write = [weak = weak_from_this()](const std::shared_ptr<OutputPipeline>& pipeline,
+                                                          const WriteRequest& request, const MediaStreamType& mediaType) {
+      if (const std::shared_ptr<Core> core = weak.lock()) core->runWrite(pipeline, request.buffer, mediaType, request.isLead);
+    };
     try {
       for (std::size_t i = 0; i < outputs.size(); ++i) {
-        auto pipeline = std::make_shared<OutputPipeline>(outputs[i].role, urls[i], i == 0, writerFactory, userDefaults);
+        auto pipeline =
+            std::make_shared<OutputPipeline>(outputs[i].role, urls[i], i == 0, writerFactory, userDefaults, write);
         std::vector<MetadataItem> metadata;
         if (outputs.size() > 1) metadata.push_back(CanvasMetadata::metadataItem(outputs[i].role));
         pipeline->writer.start(urls[i], outputs[i].videoSettings, audioSettings, true, FileType::quickTimeMovie,
@@ -224,17 +293,18 @@ void TavoRecorder::Core::start(const std::optional<Configuration>& configuration
       throw;
     }
   } catch (...) {
-    state.setWrappedValue(RecorderState::idle);
+    live.setWrappedValue(Live{});
     isRecording.set(false);
-    pipelines.setWrappedValue({});
     tellProviderDidStop();
     throw;
   }
 
   const std::size_t count = prepared.size();
   clock.setWrappedValue(Clock{std::nullopt, std::nullopt, true});
-  pipelines.setWrappedValue(std::move(prepared));
-  state.setWrappedValue(RecorderState::recording);
+  live.mutate([&](Live& now) {
+    now.state = RecorderState::recording;
+    now.pipelines = std::move(prepared);
+  });
   isRecording.set(true);
   onMain([this] { notificationCenter.post(std::string(recordingDidStartNotification)); });
   logger.info("Recording started successfully ({} output(s))", count);
@@ -246,7 +316,6 @@ Ending TavoRecorder::Core::endClock() {
   Ending ending;
   ending.locationTitle = locationHandler->currentLocationTitle();
   isRecording.set(false);
-  isRecordingPaused.set(false);
   clock.mutate([&](Clock& c) {
     if (c.recordingStartTime && c.recordingLatestTime) {
       ending.length = (*c.recordingLatestTime - *c.recordingStartTime).seconds();
@@ -254,10 +323,7 @@ Ending TavoRecorder::Core::endClock() {
     c = Clock{};
     displayDuration.set(std::nullopt);
   });
-  pauseLock.whileLocked([this] {
-    accumulatedPauseDuration = kCMTimeZero;
-    pauseStartTime.reset();
-  });
+  resetPauses();
   return ending;
 }
 
@@ -301,17 +367,16 @@ void TavoRecorder::Core::postFinished(const Finalisation& result, const Ending& 
 }
 
 void TavoRecorder::Core::stop() {
-  state.mutate([](RecorderState& current) {
-    if (current != RecorderState::recording) {
-      current = RecorderState::idle;
+  live.mutate([](Live& now) {
+    if (now.state != RecorderState::recording) {
+      now.state = RecorderState::idle;
       throw VideoRecorderError::noRecordingInProgress();
     }
-    current = RecorderState::stopping;
+    now.state = RecorderState::stopping;
   });
   const Ending ending = endClock();
-  const Pipelines list = pipelines.mutate([](Pipelines& live) { return std::exchange(live, {}); });
-  const Finalisation result = finalise(list, nullptr);
-  state.setWrappedValue(RecorderState::idle);
+  const Finalisation result = finalise(takePipelines(), nullptr);
+  setIdle();
   tellProviderDidStop();
 
   if (result.savedPaths.empty() && result.firstError) std::rethrow_exception(result.firstError);
@@ -321,7 +386,7 @@ void TavoRecorder::Core::stop() {
 }
 
 void TavoRecorder::Core::toggle(const std::optional<Configuration>& configuration) {
-  switch (state.wrappedValue()) {
+  switch (currentState()) {
     case RecorderState::idle:
       start(configuration);
       return;
@@ -340,9 +405,9 @@ void TavoRecorder::Core::failPipeline(const std::shared_ptr<OutputPipeline>& pip
                                       const std::exception_ptr& error) {
   pipeline->hasFailed = true;
   const std::string role(rawValue(pipeline->role));
-  const bool isFirstFailure = state.mutate([](RecorderState& current) {
-    if (current != RecorderState::recording) return false;
-    current = RecorderState::stopping;
+  const bool isFirstFailure = live.mutate([](Live& now) {
+    if (now.state != RecorderState::recording) return false;
+    now.state = RecorderState::stopping;
     return true;
   });
   if (!isFirstFailure) {
@@ -351,9 +416,8 @@ void TavoRecorder::Core::failPipeline(const std::shared_ptr<OutputPipeline>& pip
   }
   const Ending ending = endClock();
   logger.error("Output {} failed, finalising the rest: {}", role, describe(error));
-  const Pipelines list = pipelines.mutate([](Pipelines& live) { return std::exchange(live, {}); });
-  const Finalisation result = finalise(list, pipeline.get());
-  state.setWrappedValue(RecorderState::idle);
+  const Finalisation result = finalise(takePipelines(), pipeline.get());
+  setIdle();
   tellProviderDidStop();
 
   if (!result.savedPaths.empty()) {
@@ -369,47 +433,38 @@ void TavoRecorder::Core::failPipeline(const std::shared_ptr<OutputPipeline>& pip
 
 // MARK: The frame path
 
-bool TavoRecorder::Core::acceptsBuffers(const char* medium) {
-  const RecorderState current = state.wrappedValue();
-  if (current == RecorderState::recording) return true;
+void TavoRecorder::Core::dropForState(const char* medium, RecorderState current) {
   ++droppedBuffers;
   logger.debug("Dropping {} frame — recorder state is {}", medium, name(current));
-  return false;
 }
 
-std::optional<CMSampleBuffer> TavoRecorder::Core::pauseDecision(const CMSampleBuffer& buffer,
+std::optional<CMSampleBuffer> TavoRecorder::Core::pauseDecision(Live& now, const CMSampleBuffer& buffer,
                                                                 bool isInPauseTransition) {
   const CMTime t = CMSampleBufferGetPresentationTimeStamp(buffer);
-  std::optional<CMSampleBuffer> kept = pauseLock.whileLocked([&]() -> std::optional<CMSampleBuffer> {
-    if (isRecordingPaused.value()) {
-      if (!pauseStartTime) pauseStartTime = t;
+  if (now.isPaused) {
+    if (!now.pauseStartTime) now.pauseStartTime = t;
+    ++droppedBuffers;
+    return std::nullopt;
+  }
+  if (now.pauseStartTime) {
+    // The resume transition is still running until a buffer arrives that is not part of it.
+    if (isInPauseTransition) {
+      ++droppedBuffers;
       return std::nullopt;
     }
-    if (pauseStartTime) {
-      // The resume transition is still running until a buffer arrives that is not part of it.
-      if (isInPauseTransition) return std::nullopt;
-      accumulatedPauseDuration = accumulatedPauseDuration + (t - *pauseStartTime);
-      pauseStartTime.reset();
-    }
-    if (CMTimeCompare(accumulatedPauseDuration, kCMTimeZero) > 0) {
-      if (auto shifted = shiftingTimestamps(buffer, kCMTimeZero - accumulatedPauseDuration)) return shifted;
-    }
-    return buffer;
-  });
-  if (!kept) ++droppedBuffers;
-  return kept;
+    now.accumulatedPauseDuration = now.accumulatedPauseDuration + (t - *now.pauseStartTime);
+    now.pauseStartTime.reset();
+  }
+  if (CMTimeCompare(now.accumulatedPauseDuration, kCMTimeZero) > 0) {
+    if (auto shifted = shiftingTimestamps(buffer, kCMTimeZero - now.accumulatedPauseDuration)) return shifted;
+  }
+  return buffer;
 }
 
-// `isLead`: whether `pipeline` was the first of the live list when the caller looked it up, in the
-// same look-up, so that the capture path takes the list's lock once.
-void TavoRecorder::Core::enqueue(CMSampleBuffer buffer, const MediaStreamType& mediaType,
-                                 const std::shared_ptr<OutputPipeline>& pipeline, bool isLead) {
-  if (pipeline->hasFailed) return;
-  pipeline->writeQueue(mediaType).async(
-      [weak = weak_from_this(), pipeline, buffer = std::move(buffer), mediaType, isLead] {
-        const std::shared_ptr<Core> core = weak.lock();
-        if (core) core->runWrite(pipeline, buffer, mediaType, isLead);
-      });
+// `isLead`: whether `pipeline` is the first of the live list; called with the list's lock held.
+void TavoRecorder::Core::enqueue(CMSampleBuffer buffer, bool isVideo, OutputPipeline& pipeline, bool isLead) {
+  if (pipeline.hasFailed) return;
+  pipeline.writeQueue(isVideo).post(WriteRequest{std::move(buffer), isLead});
 }
 
 void TavoRecorder::Core::runWrite(const std::shared_ptr<OutputPipeline>& pipeline, const CMSampleBuffer& buffer,
@@ -467,33 +522,33 @@ void TavoRecorder::stopRecording() { core_->stop(); }
 void TavoRecorder::toggleRecording(const std::optional<Configuration>& configuration) { core_->toggle(configuration); }
 
 void TavoRecorder::pauseRecording() {
-  if (core_->state.wrappedValue() != RecorderState::recording || core_->isRecordingPaused.value()) return;
-  core_->isRecordingPaused.set(true);
+  if (!core_->setPaused(true)) return;
   core_->logger.info("Recording paused");
 }
 
 void TavoRecorder::resumeRecording() {
-  if (!core_->isRecordingPaused.value()) return;
-  core_->isRecordingPaused.set(false);
+  if (!core_->setPaused(false)) return;
   core_->logger.info("Recording resumed");
 }
 
+// The capture path takes the live state's lock once and posts while holding it: the list keeps each
+// pipeline alive, so the path takes no reference of its own (a reference count that the write queues'
+// workers change too would cost a cache line moving between cores on every frame). A capture thread
+// arrives with cold caches after sleeping until its next frame, so every lock and every line touched
+// shows in its time. Lock order: the live state, then a write queue's lock.
 void TavoRecorder::writeVideo(const CMSampleBuffer& sampleBuffer, CanvasRole role, bool isInPauseTransition) noexcept {
   try {
-    if (!core_->acceptsBuffers("video")) return;
-    bool isLead = false;
-    std::shared_ptr<OutputPipeline> pipeline = core_->pipelines.mutate([&](Pipelines& live) {
-      for (const auto& candidate : live) {
-        if (candidate->role != role) continue;
-        isLead = candidate == live.front();
-        return candidate;
+    const RecorderState seen = core_->live.mutate([&](Core::Live& now) {
+      if (now.state != RecorderState::recording) return now.state;
+      for (const auto& pipeline : now.pipelines) {
+        if (pipeline->role != role) continue;
+        std::optional<CMSampleBuffer> kept = core_->pauseDecision(now, sampleBuffer, isInPauseTransition);
+        if (kept) core_->enqueue(std::move(*kept), true, *pipeline, pipeline == now.pipelines.front());
+        break;
       }
-      return std::shared_ptr<OutputPipeline>();
+      return now.state;
     });
-    if (!pipeline) return;
-    std::optional<CMSampleBuffer> kept = core_->pauseDecision(sampleBuffer, isInPauseTransition);
-    if (!kept) return;
-    core_->enqueue(std::move(*kept), MediaStreamType::video(), pipeline, isLead);
+    if (seen != RecorderState::recording) core_->dropForState("video", seen);
   } catch (const std::exception& e) {
     core_->logger.error("Dropping video frame: {}", e.what());
   }
@@ -501,18 +556,17 @@ void TavoRecorder::writeVideo(const CMSampleBuffer& sampleBuffer, CanvasRole rol
 
 void TavoRecorder::writeAudio(const CMSampleBuffer& sampleBuffer, bool isInPauseTransition) noexcept {
   try {
-    if (!core_->acceptsBuffers("audio")) return;
-    const Pipelines live = core_->pipelines.wrappedValue();
-    if (live.empty()) return;
-    std::optional<CMSampleBuffer> kept = core_->pauseDecision(sampleBuffer, isInPauseTransition);
-    if (!kept) return;
-    const MediaStreamType audio = MediaStreamType::audio();
-    if (live.size() == 1) {
-      core_->enqueue(std::move(*kept), audio, live.front(), true);
-      return;
-    }
-    // Each output gets its own buffer; the copies share the samples.
-    for (std::size_t i = 0; i < live.size(); ++i) core_->enqueue(CMSampleBufferCreateCopy(*kept), audio, live[i], i == 0);
+    const RecorderState seen = core_->live.mutate([&](Core::Live& now) {
+      const Pipelines& live = now.pipelines;
+      if (now.state != RecorderState::recording || live.empty()) return now.state;
+      std::optional<CMSampleBuffer> kept = core_->pauseDecision(now, sampleBuffer, isInPauseTransition);
+      if (!kept) return now.state;
+      // Each output after the first gets its own buffer; the copies share the samples.
+      for (std::size_t i = 1; i < live.size(); ++i) core_->enqueue(CMSampleBufferCreateCopy(*kept), false, *live[i], false);
+      core_->enqueue(std::move(*kept), false, *live.front(), true);
+      return now.state;
+    });
+    if (seen != RecorderState::recording) core_->dropForState("audio", seen);
   } catch (const std::exception& e) {
     core_->logger.error("Dropping audio frame: {}", e.what());
   }
@@ -526,22 +580,22 @@ CMTime TavoRecorder::duration() const {
 }
 
 std::vector<Url> TavoRecorder::inProgressOutputURLs() const {
-  return core_->pipelines.mutate([](const Pipelines& live) {
+  return core_->live.mutate([](const Core::Live& now) {
     std::vector<Url> urls;
-    urls.reserve(live.size());
-    for (const auto& pipeline : live) urls.push_back(pipeline->url);
+    urls.reserve(now.pipelines.size());
+    for (const auto& pipeline : now.pipelines) urls.push_back(pipeline->url);
     return urls;
   });
 }
 
 std::int64_t TavoRecorder::recordedFileSize() const {
   std::int64_t total = 0;
-  for (const auto& pipeline : core_->pipelines.wrappedValue()) total += pipeline->writer.recordedFileSize();
+  for (const auto& pipeline : core_->livePipelines()) total += pipeline->writer.recordedFileSize();
   return total;
 }
 
 std::vector<TavoWriter::Counts> TavoRecorder::writerCounts() const {
-  const Pipelines live = core_->pipelines.wrappedValue();
+  const Pipelines live = core_->livePipelines();
   if (live.empty()) return core_->lastCounts.wrappedValue();
   std::vector<TavoWriter::Counts> counts;
   counts.reserve(live.size());
