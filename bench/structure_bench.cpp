@@ -2,8 +2,8 @@
 // linear in the number of layers. Each is timed on generated formats of 1,000 and 10,000 layers
 // (folders nested four deep and not contiguous, split groups, frames with members, masks), and
 // BM_StructureScaling reports time(10,000) / time(1,000) per operation: target at most 15.
-// BM_StructureDepthScaling does the same for depth: one chain of folders, and one of frames, nested
-// 1,000 and 10,000 deep (a layer in each), through decoding, every pass and the queries that walk up.
+// BM_StructureDepthScaling does the same for depth, 1,000 and 10,000 deep, through decoding, every pass
+// and the queries that walk up: a chain of folders, a chain of frames, and both in one scene.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -61,14 +62,14 @@ void BM_Structure(benchmark::State& state, const Operation& operation) {
   runOnFreshCopies(state, generatedScene(static_cast<std::size_t>(state.range(0))), operation.run);
 }
 
-/// For every operation, time(large) / time(small) as a counter, best of several rounds each, every
-/// round starting with cold caches.
-void reportScaling(benchmark::State& state, const std::vector<Operation>& list, const Scene& small, const Scene& large,
-                   int largeRounds) {
+/// For every operation, time(large) / time(small) as a counter, best of the same number of rounds each
+/// (a minimum over more rounds would favour one side), every round starting with cold caches.
+void reportScaling(benchmark::State& state, const std::vector<Operation>& list, const Scene& small, const Scene& large) {
+  constexpr int kRounds = 10;
   for (auto _ : state) {
     for (const auto& operation : list) {
-      double smallSeconds = bestSecondsOnColdCopy(small, 30, operation.run);
-      double largeSeconds = bestSecondsOnColdCopy(large, largeRounds, operation.run);
+      double smallSeconds = bestSecondsOnColdCopy(small, kRounds, operation.run);
+      double largeSeconds = bestSecondsOnColdCopy(large, kRounds, operation.run);
       state.counters[operation.name] = largeSeconds / smallSeconds;
       if (std::getenv("TAV_BENCH_VERBOSE")) {
         std::fprintf(stderr, "%s: %.1f us small, %.1f us large\n", operation.name, smallSeconds * 1e6, largeSeconds * 1e6);
@@ -79,53 +80,76 @@ void reportScaling(benchmark::State& state, const std::vector<Operation>& list, 
 
 /// time(10,000 layers) / time(1,000 layers) for every operation.
 void BM_StructureScaling(benchmark::State& state) {
-  reportScaling(state, operations(), generatedScene(1000), generatedScene(10000), 10);
+  reportScaling(state, operations(), generatedScene(1000), generatedScene(10000));
 }
 
-/// Folder k inside folder k - 1 with layer k in it, and frame k inside frame k - 1, `depth` deep; the
-/// layers stand deepest first so that gathering has work to do.
-const Scene& deepScene(std::size_t depth) {
-  auto make = [](unsigned n) {
-    std::vector<SceneElementGroup> groups;
-    std::vector<SceneElement> layers;
+/// The nested shapes of the depth benchmarks, `depth` deep: a chain of folders (folder k inside folder
+/// k - 1, with layer k in it), a chain of frames (frame k inside frame k - 1), and both chains in one
+/// scene with a loose layer at every level (3 layers a level). Layers stand deepest first, so that
+/// gathering has work to do.
+enum class Shape { folders, frames, both };
+
+std::size_t layersPerLevel(Shape shape) { return shape == Shape::both ? 3 : 1; }
+
+Scene makeDeepScene(Shape shape, unsigned n) {
+  std::vector<SceneElementGroup> groups;
+  std::vector<SceneElement> layers;
+  const bool withFolders = shape != Shape::frames;
+  const bool withFrames = shape != Shape::folders;
+  if (withFolders) {
     for (unsigned k = 0; k < n; ++k) {
       groups.push_back(testing::folder(1'000'000 + k, k == 0 ? std::nullopt : std::optional<unsigned>(1'000'000 + k - 1)));
     }
-    for (unsigned k = n; k-- > 0;) {
-      layers.push_back(testing::inGroup(testing::shapeLayer(k + 1), 1'000'000 + k));
-      layers.push_back(testing::shapeLayer(500'000 + k));
+  }
+  for (unsigned k = n; k-- > 0;) {
+    if (withFolders) layers.push_back(testing::inGroup(testing::shapeLayer(k + 1), 1'000'000 + k));
+    if (shape == Shape::both) layers.push_back(testing::shapeLayer(500'000 + k));
+    if (withFrames) {
       SceneElement frame = testing::frameLayer(2'000'000 + k);
       layers.push_back(k == 0 ? frame : testing::inFrame(frame, 2'000'000 + k - 1));
     }
-    return testing::sceneWith(layers, groups);
-  };
-  static const Scene shallow = make(1000);
-  static const Scene deep = make(10000);
-  return depth == 1000 ? shallow : deep;
+  }
+  return testing::sceneWith(layers, groups);
 }
 
-const std::string& deepDocument(std::size_t depth) {
-  static const std::string shallow = encodeJson(deepScene(1000));
-  static const std::string deep = encodeJson(deepScene(10000));
-  return depth == 1000 ? shallow : deep;
-}
+struct DeepFixture {
+  Scene scene;
+  std::string document;
+};
 
-const std::vector<Operation>& depthOperations() {
-  static const std::vector<Operation> list = [] {
-    std::vector<Operation> all = operations();
-    all.push_back({"repairAllFormats", [](Scene& s) { s.repairAllFormats(); }});
-    all.push_back({"elementsRecursive", [](Scene& s) { benchmark::DoNotOptimize(s.elementsRecursive(testing::id(1'000'000))); }});
-    all.push_back({"decode", [](Scene& s) {
-                     benchmark::DoNotOptimize(decodeJson<Scene>(deepDocument(s.elements().size() / 3)));
-                   }});
+const DeepFixture& deepFixture(Shape shape, std::size_t depth) {
+  static const auto fixtures = [] {
+    std::vector<std::vector<DeepFixture>> all;
+    for (Shape each : {Shape::folders, Shape::frames, Shape::both}) {
+      std::vector<DeepFixture> bySize;
+      for (unsigned n : {1000u, 10000u}) {
+        Scene scene = makeDeepScene(each, n);
+        std::string document = encodeJson(scene);
+        bySize.push_back({std::move(scene), std::move(document)});
+      }
+      all.push_back(std::move(bySize));
+    }
     return all;
   }();
-  return list;
+  return fixtures[static_cast<std::size_t>(shape)][depth == 1000 ? 0 : 1];
 }
 
-/// time(nested 10,000 deep) / time(nested 1,000 deep) for every operation.
-void BM_StructureDepthScaling(benchmark::State& state) {
-  reportScaling(state, depthOperations(), deepScene(1000), deepScene(10000), 3);
+std::vector<Operation> depthOperations(Shape shape) {
+  std::vector<Operation> all = operations();
+  all.push_back({"repairAllFormats", [](Scene& s) { s.repairAllFormats(); }});
+  if (shape != Shape::frames) {
+    all.push_back({"elementsRecursive", [](Scene& s) { benchmark::DoNotOptimize(s.elementsRecursive(testing::id(1'000'000))); }});
+  }
+  all.push_back({"decode", [shape](Scene& s) {
+                   const std::size_t depth = s.elements().size() / layersPerLevel(shape);
+                   benchmark::DoNotOptimize(decodeJson<Scene>(deepFixture(shape, depth).document));
+                 }});
+  return all;
+}
+
+/// time(nested 10,000 deep) / time(nested 1,000 deep) for every operation, on one shape.
+void BM_StructureDepthScaling(benchmark::State& state, Shape shape) {
+  reportScaling(state, depthOperations(shape), deepFixture(shape, 1000).scene, deepFixture(shape, 10000).scene);
 }
 
 [[maybe_unused]] const bool registered = [] {
@@ -136,9 +160,14 @@ void BM_StructureDepthScaling(benchmark::State& state) {
         ->Unit(benchmark::kMicrosecond);
   }
   benchmark::RegisterBenchmark("BM_StructureScaling", BM_StructureScaling)->Iterations(1)->Unit(benchmark::kMillisecond);
-  benchmark::RegisterBenchmark("BM_StructureDepthScaling", BM_StructureDepthScaling)
-      ->Iterations(1)
-      ->Unit(benchmark::kMillisecond);
+  const std::pair<const char*, Shape> shapes[] = {
+      {"folders", Shape::folders}, {"frames", Shape::frames}, {"foldersAndFrames", Shape::both}};
+  for (const auto& [name, shape] : shapes) {
+    benchmark::RegisterBenchmark((std::string("BM_StructureDepthScaling/") + name).c_str(), BM_StructureDepthScaling,
+                                 shape)
+        ->Iterations(1)
+        ->Unit(benchmark::kMillisecond);
+  }
   return true;
 }();
 

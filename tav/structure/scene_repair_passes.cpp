@@ -146,33 +146,32 @@ void Scene::repairFrameMembership() {
   if (std::none_of(elements.begin(), elements.end(), [](const SceneElement& e) { return e.frameID().has_value(); })) {
     return;
   }
-  // Only the ids that frame links point at are tabled, with the first layer of each id.
-  UuidMap<std::size_t> indexOf;
-  for (const auto& element : elements) {
-    if (element.frameID()) indexOf.tryEmplace(*element.frameID(), kNoIndex);
+  // One table, the first layer of every id, answers every look-up below: a link's target, whether an
+  // id is a frame's, whether a layer is the first of its id. One table and one probe per question
+  // keep the pass's working set small on large formats.
+  UuidMap<std::size_t> firstOfID(elements.size());
+  // By the first layer of an id: whether any layer with that id is a frame (any such layer counts).
+  std::vector<bool> isFrameID(elements.size(), false);
+  std::vector<bool> isFirstOfID(elements.size(), false);
+  for (std::size_t i = 0; i < elements.size(); ++i) {
+    const auto [first, inserted] = firstOfID.tryEmplace(elements[i].id(), i);
+    isFirstOfID[i] = inserted;
+    if (elements[i].type().isFrame()) isFrameID[*first] = true;
   }
-  findFirstIndices(elements, indexOf);
-  // Every layer of a linked id counts: a frame is any layer of the frame kind with that id.
-  UuidSet frameIDs;
-  for (const auto& element : elements) {
-    if (element.type().isFrame() && indexOf.contains(element.id())) frameIDs.insert(element.id());
-  }
+  auto linkTarget = [&](const std::optional<Uuid>& frameID) {
+    const std::size_t* at = frameID ? firstOfID.find(*frameID) : nullptr;
+    return at == nullptr ? kNoIndex : *at;
+  };
 
   // The link of each layer, to the first layer of the id it names.
   std::vector<std::size_t> next(elements.size(), kNoIndex);
-  for (std::size_t i = 0; i < elements.size(); ++i) {
-    if (const auto& frameID = elements[i].frameID()) {
-      if (const std::size_t* at = indexOf.find(*frameID); at != nullptr) next[i] = *at;
-    }
-  }
+  for (std::size_t i = 0; i < elements.size(); ++i) next[i] = linkTarget(elements[i].frameID());
   // A layer's chain comes back to it exactly when it lies on a cycle of links, unless another layer
   // before it has its id (then the chain must reach that one). So a cycle is opened at its first
   // layer in array order, and every release of a layer on a cycle leaves that cycle open for the
   // layers after it: one look per layer instead of one walk.
   const detail::LinkGraph graph(next);
   std::vector<bool> opened(graph.cycles().size(), false);
-  UuidMap<std::size_t> firstOfID(elements.size());
-  for (std::size_t i = 0; i < elements.size(); ++i) firstOfID.tryEmplace(elements[i].id(), i);
 
   // Per-walk marks by layer index, for the rare layer that shares its id with one before it.
   std::vector<std::uint32_t> seen(elements.size(), 0);
@@ -183,15 +182,15 @@ void Scene::repairFrameMembership() {
     std::optional<Uuid> current = elements[start].frameID();
     while (current) {
       if (*current == startID) return true;
-      const std::size_t* at = indexOf.find(*current);
-      if (at == nullptr || *at == kNoIndex || seen[*at] == walk) return false;
-      seen[*at] = walk;
-      current = elements[*at].frameID();
+      const std::size_t at = linkTarget(current);
+      if (at == kNoIndex || seen[at] == walk) return false;
+      seen[at] = walk;
+      current = elements[at].frameID();
     }
     return false;
   };
   auto returnsToItself = [&](std::size_t i) {
-    if (*firstOfID.find(elements[i].id()) != i) return chainReturnsTo(i);
+    if (!isFirstOfID[i]) return chainReturnsTo(i);
     const std::size_t cycle = graph.cycleOf(i);
     return cycle != detail::LinkGraph::npos && !opened[cycle];
   };
@@ -200,7 +199,7 @@ void Scene::repairFrameMembership() {
   for (std::size_t i = 0; i < elements.size(); ++i) {
     auto& element = elements[i];
     if (!element.frameID()) continue;
-    if (frameIDs.contains(*element.frameID()) && !returnsToItself(i)) continue;
+    if (next[i] != kNoIndex && isFrameID[next[i]] && !returnsToItself(i)) continue;
     element.setFrameID(std::nullopt);
     element.settings().layout.reset();
     element.setSettingsUpdated(true);
@@ -210,6 +209,12 @@ void Scene::repairFrameMembership() {
 
 void Scene::releaseMaskLinksAcrossGroups() {
   auto& format = routedFormatForEditing();
+  // Without a mask folder every layer's innermost mask folder is none, so no link crosses one; the
+  // common case costs a look at the groups and nothing more.
+  if (std::none_of(format.groups.begin(), format.groups.end(),
+                   [](const auto& entry) { return entry.second.isMaskGroup(); })) {
+    return;
+  }
   // Built once, before anything is cleared: the innermost mask folder of each group, then of each layer.
   const GroupIndex index(format.groups);
   const std::vector<std::size_t> innermostMaskOfGroup =
