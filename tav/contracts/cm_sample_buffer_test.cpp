@@ -19,8 +19,7 @@ TEST(CMSampleBuffer, VideoFrameSharesThePixelsItWasGiven) {
                                                  CMTime::make(3, 30), CMTime::make(1, 30));
   ASSERT_NE(buffer.videoFrame(), nullptr);
   EXPECT_EQ(buffer.audioData(), nullptr);
-  EXPECT_EQ(buffer.videoFrame()->planes[0], base);
-  EXPECT_EQ(buffer.videoFrame()->planes[1], base + 640 * 360);
+  EXPECT_EQ(std::tie(buffer.videoFrame()->planes[0], buffer.videoFrame()->planes[1]), std::make_tuple(base, base + 640 * 360));
   EXPECT_EQ(buffer.videoFrame()->strides[1], 640);
   EXPECT_EQ(pixels.use_count(), 2);  // ours and the buffer's: nothing copied
 
@@ -39,9 +38,7 @@ TEST(CMSampleBuffer, PackedPlanesForOddSizes) {
   EXPECT_EQ(VideoFrame::packedSize(PixelFormat::bgra, 5, 3), 60u);
   auto data = bytes(27);
   const auto frame = VideoFrame::packed(PixelFormat::yuv420p, 5, 3, data);
-  EXPECT_EQ(frame.planeCount, 3);
-  EXPECT_EQ(frame.planes[2] - frame.planes[0], 21);
-  EXPECT_EQ(frame.strides[2], 3);
+  EXPECT_EQ(std::tuple(frame.planeCount, frame.planes[2] - frame.planes[0], frame.strides[2]), std::tuple(3, 21, 3));
 }
 
 TEST(CMSampleBuffer, AudioDurationCoversEverySample) {

@@ -5,9 +5,15 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <tuple>
 
 namespace tav {
 namespace {
+
+/// Value, timescale and flags: the representation, where == compares only the instant.
+std::tuple<std::int64_t, std::int32_t, std::uint32_t> parts(const CMTime& t) { return {t.value, t.timescale, t.flags}; }
+constexpr std::uint32_t kValid = kCMTimeFlags_Valid;
+constexpr std::uint32_t kRounded = kCMTimeFlags_Valid | kCMTimeFlags_HasBeenRounded;
 
 TEST(CMTime, ComparesExactlyAcrossTimescales) {
   EXPECT_EQ(CMTime::make(1, 2), CMTime::make(2, 4));
@@ -47,20 +53,12 @@ TEST(CMTime, ReportsValidityAndSeconds) {
 }
 
 TEST(CMTime, WithSecondsRoundsToNearestAndFlagsIt) {
-  const CMTime one = CMTime::withSeconds(1.0, 1);
-  EXPECT_EQ(one.value, 1);
-  EXPECT_EQ(one.timescale, 1);
-  EXPECT_EQ(one.flags, kCMTimeFlags_Valid);
-
-  const CMTime half = CMTime::withSeconds(0.5, 1);  // halves away from zero
-  EXPECT_EQ(half.value, 1);
-  EXPECT_TRUE(half.hasBeenRounded());
+  EXPECT_EQ(parts(CMTime::withSeconds(1.0, 1)), std::tuple(1, 1, kValid));
+  EXPECT_EQ(parts(CMTime::withSeconds(0.5, 1)), std::tuple(1, 1, kRounded));  // halves away from zero
   EXPECT_EQ(CMTime::withSeconds(-0.5, 1).value, -1);
   EXPECT_EQ(CMTime::withSeconds(0.0166, 600).value, 10);  // 9.96 -> 10
 
-  const CMTime exact = CMTime::withSeconds(1.5, 1000000000);
-  EXPECT_EQ(exact.value, 1500000000);
-  EXPECT_FALSE(exact.hasBeenRounded());
+  EXPECT_EQ(parts(CMTime::withSeconds(1.5, 1000000000)), std::tuple(1500000000, 1000000000, kValid));
 
   EXPECT_FALSE(CMTime::withSeconds(std::nan(""), 600).isValid());
   EXPECT_TRUE(CMTime::withSeconds(INFINITY, 600).isPositiveInfinity());
@@ -73,32 +71,22 @@ TEST(CMTime, WithSecondsRoundsToNearestAndFlagsIt) {
 }
 
 TEST(CMTime, AddsExactlyOverTheLeastCommonMultiple) {
-  const CMTime sum = CMTime::make(1, 2) + CMTime::make(1, 3);
-  EXPECT_EQ(sum.value, 5);
-  EXPECT_EQ(sum.timescale, 6);
-  EXPECT_FALSE(sum.hasBeenRounded());
-
-  const CMTime difference = CMTime::make(1, 30) - CMTime::make(1001, 30000);
-  EXPECT_EQ(difference.value, -1);
-  EXPECT_EQ(difference.timescale, 30000);
+  EXPECT_EQ(parts(CMTime::make(1, 2) + CMTime::make(1, 3)), std::tuple(5, 6, kValid));
+  EXPECT_EQ(parts(CMTime::make(1, 30) - CMTime::make(1001, 30000)), std::tuple(-1, 30000, kValid));
 
   EXPECT_EQ(CMTime::make(1, 30) + kCMTimeZero, CMTime::make(1, 30));
 }
 
 TEST(CMTime, FallsBackToTheLargerTimescaleWhenTheMultipleOverflows) {
   // lcm(1000000007, 999999937) is far above int32: the result takes 1000000007 and is rounded.
-  const CMTime sum = CMTime::make(1, 1000000007) + CMTime::make(1, 999999937);
-  EXPECT_EQ(sum.timescale, 1000000007);
-  EXPECT_EQ(sum.value, 2);  // 1 + 1000000007/999999937 = 2.00000007 -> 2
-  EXPECT_TRUE(sum.hasBeenRounded());
+  // 1 + 1000000007/999999937 = 2.00000007 -> 2
+  EXPECT_EQ(parts(CMTime::make(1, 1000000007) + CMTime::make(1, 999999937)), std::tuple(2, 1000000007, kRounded));
 }
 
 TEST(CMTime, OverflowingValuesHalveTheTimescaleThenBecomeInfinite) {
   const std::int64_t max = std::numeric_limits<std::int64_t>::max();
-  const CMTime halved = CMTime::make(max, 2) + CMTime::make(max, 2);
-  EXPECT_EQ(halved.timescale, 1);
-  EXPECT_EQ(halved.value, max);  // (2 * max / 2) at timescale 1
-  EXPECT_TRUE(halved.hasBeenRounded());
+  // (2 * max / 2) at timescale 1.
+  EXPECT_EQ(parts(CMTime::make(max, 2) + CMTime::make(max, 2)), std::tuple(max, 1, kRounded));
   EXPECT_TRUE((CMTime::make(max, 1) + CMTime::make(1, 1)).isPositiveInfinity());
   EXPECT_TRUE((CMTime::make(-max, 1) - CMTime::make(2, 1)).isNegativeInfinity());
 }
@@ -118,12 +106,8 @@ TEST(CMTime, ArithmeticOnInvalidInfiniteAndIndefiniteTimes) {
 }
 
 TEST(CMTime, ConvertsScaleAndClamps) {
-  const CMTime converted = CMTimeConvertScale(CMTime::make(1, 3), 90000);
-  EXPECT_EQ(converted.value, 30000);
-  EXPECT_FALSE(converted.hasBeenRounded());
-  const CMTime rounded = CMTimeConvertScale(CMTime::make(1, 7), 10);
-  EXPECT_EQ(rounded.value, 1);  // 1.43 -> 1
-  EXPECT_TRUE(rounded.hasBeenRounded());
+  EXPECT_EQ(parts(CMTimeConvertScale(CMTime::make(1, 3), 90000)), std::tuple(30000, 90000, kValid));
+  EXPECT_EQ(parts(CMTimeConvertScale(CMTime::make(1, 7), 10)), std::tuple(1, 10, kRounded));  // 1.43 -> 1
   EXPECT_EQ(CMTimeClamp(CMTime::make(5, 1), kCMTimeZero, CMTime::make(2, 1)), CMTime::make(2, 1));
   EXPECT_EQ(CMTimeClamp(CMTime::make(-5, 1), kCMTimeZero, CMTime::make(2, 1)), kCMTimeZero);
   EXPECT_EQ(CMTimeMinimum(CMTime::make(1, 2), CMTime::make(1, 3)), CMTime::make(1, 3));

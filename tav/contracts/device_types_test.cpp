@@ -7,8 +7,7 @@ namespace {
 
 TEST(ConnectionType, KeepsUnknownTextsForWritingBack) {
   auto known = decodeJson<ConnectionType>(R"("systemAudio")");
-  EXPECT_EQ(known, ConnectionType::systemAudio);
-  EXPECT_EQ(known.caseIndex(), 9u);
+  EXPECT_EQ(std::tuple(known, known.caseIndex()), std::tuple(ConnectionType::systemAudio, 9u));
   auto later = decodeJson<ConnectionType>(R"("satelliteLink")");
   EXPECT_EQ(later.caseIndex(), std::nullopt);
   EXPECT_FALSE(later.isKnown());

@@ -17,10 +17,7 @@ TEST(JsonParser, RandomDoublesRoundTripBitForBit) {
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   std::uniform_int_distribution<int> exponent(-30, 30);
   std::vector<double> values;
-  for (int i = 0; i < 20000; ++i) {
-    double v = unit(engine) * std::pow(10.0, exponent(engine)) * (i % 2 ? -1 : 1);
-    values.push_back(v);
-  }
+  for (int i = 0; i < 20000; ++i) values.push_back(unit(engine) * std::pow(10.0, exponent(engine)) * (i % 2 ? -1 : 1));
   std::string out;
   JsonWriter writer(out);
   writer.value(values);
@@ -109,7 +106,6 @@ TEST(JsonWriter, ClampsNumbersJsonCannotHoldInsteadOfThrowing) {
 }
 
 TEST(JsonObjectReader, NamesThePathOfTheFailingValue) {
-  struct Probe {};
   auto json = decodeJson<AnyCodable>(R"({"elements":[{},{"settings":{"cornerRadius":"big"}}]})");
   JsonObjectReader root(json, JsonPath::root());
   JsonPath elements = root.path().key("elements");

@@ -10,20 +10,17 @@ namespace {
 using namespace std::chrono;
 
 /// Sets TZ for one test and puts back what was there.
-class TimeZone {
- public:
+struct TimeZone {
   explicit TimeZone(const char* zone) {
-    if (const char* old = getenv("TZ")) previous_ = old;
+    if (const char* old = getenv("TZ")) previous = old;
     setenv("TZ", zone, 1);
     tzset();
   }
   ~TimeZone() {
-    if (previous_) setenv("TZ", previous_->c_str(), 1); else unsetenv("TZ");
+    previous ? setenv("TZ", previous->c_str(), 1) : unsetenv("TZ");
     tzset();
   }
-
- private:
-  std::optional<std::string> previous_;
+  std::optional<std::string> previous;
 };
 
 const ServiceDate kMarchFirstNineUTC = ServiceDate(sys_days(year(2026) / 3 / 1) + hours(9));
@@ -33,13 +30,10 @@ TEST(ServiceDate, WritesTheLocalOffsetWithoutFractions) {
     TimeZone zone("CET-1");
     EXPECT_EQ(encodeJson(kMarchFirstNineUTC + milliseconds(750)), "\"2026-03-01T10:00:00+01:00\"");
   }
-  {
-    TimeZone zone("UTC0");
-    EXPECT_EQ(iso8601InternetDateTime(kMarchFirstNineUTC), "2026-03-01T09:00:00+00:00");
-  }
-  {
-    TimeZone zone("<-0330>3:30");
-    EXPECT_EQ(iso8601InternetDateTime(kMarchFirstNineUTC), "2026-03-01T05:30:00-03:30");
+  for (const auto& [name, text] : {std::pair{"UTC0", "2026-03-01T09:00:00+00:00"},
+                                   std::pair{"<-0330>3:30", "2026-03-01T05:30:00-03:30"}}) {
+    TimeZone zone(name);
+    EXPECT_EQ(iso8601InternetDateTime(kMarchFirstNineUTC), text) << name;
   }
 }
 

@@ -8,9 +8,7 @@ namespace {
 TEST(TransferAssetReference, RoundTripKeepsUnknownMembersInOrder) {
   const char* text = R"({"name":"A1","ownerID":"L7","extension":"png","zeta":{"k":[1,2.5]},"alpha":null})";
   auto reference = decodeJson<TransferAssetReference>(text);
-  EXPECT_EQ(reference.name, "A1");
-  EXPECT_EQ(reference.ownerID, "L7");
-  EXPECT_EQ(reference.pathExtension, "png");
+  EXPECT_EQ(std::tie(reference.name, reference.ownerID, reference.pathExtension), std::make_tuple("A1", "L7", "png"));
   EXPECT_EQ(reference.additionalProperties.size(), 2u);
   EXPECT_EQ(encodeJson(reference), text);
 
@@ -21,8 +19,7 @@ TEST(TransferAssetReference, RoundTripKeepsUnknownMembersInOrder) {
 
 TEST(TransferAssetReference, MissingNameReadsEmptyAndIsWritten) {
   auto reference = decodeJson<TransferAssetReference>("{}");
-  EXPECT_EQ(reference.name, "");
-  EXPECT_FALSE(reference.ownerID.has_value());
+  EXPECT_EQ(std::tie(reference.name, reference.ownerID), std::make_tuple("", std::nullopt));
   EXPECT_EQ(encodeJson(reference), R"({"name":""})");
 }
 

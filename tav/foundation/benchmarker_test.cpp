@@ -1,5 +1,6 @@
 #include "tav/foundation/benchmarker.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -140,9 +141,8 @@ TEST(Benchmarker, PrintSummaryLogsOneLinePerMetricAndNothingWhenEmpty) {
   benchmarker.time(TestMetric::render, [&] { *clock.now += 0.02; });
   benchmarker.time(TestMetric::upload, [&] { *clock.now += 0.0042; });
   const std::string log = logOf();
-  EXPECT_NE(log.find("[Benchmarker] --- SUMMARY: ---\n- Render: 50.0 FPS [1/3]\n- Upload: 04.20 ms [1/10]\n"),
-            std::string::npos)
-      << log;
+  EXPECT_THAT(log,
+              ::testing::HasSubstr("[Benchmarker] --- SUMMARY: ---\n- Render: 50.0 FPS [1/3]\n- Upload: 04.20 ms [1/10]\n"));
 
   benchmarker.reset(TestMetric::render);
   benchmarker.reset(TestMetric::upload);

@@ -121,8 +121,7 @@ TEST(MainContext, HostDispatcherRunsTheWorkAndItCountsAsMain) {
   EXPECT_FALSE(ran);  // never run inside post()
   // The host's loop may live on a thread other than the one declared main.
   std::thread([&] { collected[0](); }).join();
-  EXPECT_TRUE(ran);
-  EXPECT_TRUE(wasCurrent);
+  EXPECT_EQ(std::pair(ran, wasCurrent), std::pair(true, true));
   // Outside the posted work, that thread isn't the main context.
   EXPECT_FALSE(isCurrentOnAnotherThread());
 }

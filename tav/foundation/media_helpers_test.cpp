@@ -45,8 +45,7 @@ TEST(MediaHelpers, AnimatedGIFNeedsTheGIFTypeAndMoreThanOneImage) {
   EXPECT_TRUE(isAnimatedGIF(std::span<const std::uint8_t>(two)));
   auto source = makeImageSource(two);
   ASSERT_TRUE(source);
-  EXPECT_EQ(source->type(), "com.compuserve.gif");
-  EXPECT_EQ(source->count(), 2u);
+  EXPECT_EQ(std::tuple(source->type(), source->count()), std::tuple("com.compuserve.gif", 2u));
   EXPECT_EQ(makeImageSource(gifOfFrames(5))->count(), 5u);
 
   auto one = gifOfFrames(1);
@@ -68,8 +67,8 @@ TEST(MediaHelpers, BytesFillTheFirstBufferOfThePCMBuffer) {
 
   auto planar = makePCMBuffer(bytes, AudioFormat(48000, 2));
   ASSERT_TRUE(planar);
-  EXPECT_EQ(planar->frameCapacity(), 4u);  // 19 bytes / 4 bytes per frame
-  EXPECT_EQ(planar->frameLength(), 4u);
+  // A capacity of 19 bytes / 4 bytes per frame.
+  EXPECT_EQ(std::tuple(planar->frameCapacity(), planar->frameLength()), std::tuple(4u, 4u));
   EXPECT_EQ(std::vector<float>(planar->floatChannelData(0), planar->floatChannelData(0) + 4),
             (std::vector<float>{0.5f, -0.25f, 1.0f, 0.125f}));
   EXPECT_EQ(planar->floatChannelData(1)[0], 0.0f);
@@ -89,13 +88,11 @@ TEST(MediaHelpers, PCMBufferFromASampleBufferCopiesEveryChannel) {
   auto buffer = AudioPCMBuffer::create(audio);
   ASSERT_TRUE(buffer);
   EXPECT_EQ(buffer->format(), AudioFormat(44100, 2));
-  EXPECT_EQ(buffer->frameCapacity(), 3u);
-  EXPECT_EQ(buffer->frameLength(), 3u);
+  EXPECT_EQ(std::pair(buffer->frameCapacity(), buffer->frameLength()), std::pair(3u, 3u));
   EXPECT_EQ(buffer->floatChannelData(1)[2], -3.0f);
   auto list = buffer->audioBufferList();
   ASSERT_EQ(list.size(), 2u);
-  EXPECT_EQ(list[0].mDataByteSize, 12u);
-  EXPECT_EQ(list[0].mData[1], 2.0f);
+  EXPECT_EQ(std::tie(list[0].mDataByteSize, list[0].mData[1]), std::make_tuple(12u, 2.0f));
 
   EXPECT_FALSE(AudioPCMBuffer::create(CMSampleBuffer()));
   auto pixels = std::shared_ptr<const std::uint8_t>(new std::uint8_t[6]{}, std::default_delete<std::uint8_t[]>());
@@ -107,14 +104,12 @@ TEST(MediaHelpers, PCMBufferFromASampleBufferCopiesEveryChannel) {
 }
 
 TEST(MediaHelpers, TimeTextsAndFrameDurations) {
-  EXPECT_EQ(humanReadable(CMTime::make(599, 10)), "00:59");
-  EXPECT_EQ(humanReadable(CMTime::make(3600, 1)), "1:00:00");
-  EXPECT_EQ(humanReadable(kCMTimeInvalid), std::nullopt);
-  EXPECT_EQ(humanReadable(kCMTimeIndefinite), std::nullopt);
+  EXPECT_EQ((std::vector{humanReadable(CMTime::make(599, 10)), humanReadable(CMTime::make(3600, 1)),
+                         humanReadable(kCMTimeInvalid), humanReadable(kCMTimeIndefinite)}),
+            (std::vector<std::optional<std::string>>{"00:59", "1:00:00", std::nullopt, std::nullopt}));
 
   CMTime frame = Profile::FrameRate{29.97}.cmTime();
-  EXPECT_EQ(frame.value, 1);
-  EXPECT_EQ(frame.timescale, 29);
+  EXPECT_EQ(std::tie(frame.value, frame.timescale), std::make_tuple(1, 29));
   EXPECT_TRUE(frame.isNumeric());
   EXPECT_EQ(Profile::FrameRate{60}.cmTime(), CMTime::make(1, 60));
   EXPECT_EQ(Profile::FrameRate{1e12}.cmTimeTimescale(), 2147483647);

@@ -54,19 +54,14 @@ TEST(SerialQueue, DelayedTasksRunInDueOrderAfterTheirDelay) {
   std::vector<int> order;
   auto start = SerialQueue::Clock::now();
   SerialQueue::Clock::time_point ranAt;
-  queue.asyncAfter(40ms, [&] {
+  const auto record = [&](int task) {
     std::lock_guard g(m);
-    order.push_back(2);
-    ranAt = SerialQueue::Clock::now();
-  });
-  queue.asyncAfter(10ms, [&] {
-    std::lock_guard g(m);
-    order.push_back(1);
-  });
-  queue.async([&] {
-    std::lock_guard g(m);
-    order.push_back(0);
-  });
+    order.push_back(task);
+    if (task == 2) ranAt = SerialQueue::Clock::now();
+  };
+  queue.asyncAfter(40ms, [&] { record(2); });
+  queue.asyncAfter(10ms, [&] { record(1); });
+  queue.async([&] { record(0); });
   std::this_thread::sleep_for(80ms);
   queue.drain();
   std::lock_guard g(m);

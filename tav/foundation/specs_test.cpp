@@ -40,17 +40,15 @@ TEST(Specs, EightPairsInOrderAndDumpLogsExactlyTheirLines) {
 }
 
 TEST(Specs, ThermalStatesAndDisplayTexts) {
-  EXPECT_EQ(description(ThermalState::nominal), "nominal (0/3)");
-  EXPECT_EQ(description(ThermalState::serious), "serious (2/3)");
-  EXPECT_EQ(description(ThermalState::critical), "critical (3/3)");
-  EXPECT_EQ(description(static_cast<ThermalState>(7)), "unknown (?/3)");
+  EXPECT_EQ((std::vector{description(ThermalState::nominal), description(ThermalState::serious),
+                         description(ThermalState::critical), description(static_cast<ThermalState>(7))}),
+            (std::vector<std::string>{"nominal (0/3)", "serious (2/3)", "critical (3/3)", "unknown (?/3)"}));
 
-  EXPECT_EQ(memoryByteCountText(512), "512 bytes");
-  EXPECT_EQ(memoryByteCountText(640 * 1024), "640 KB");
-  EXPECT_EQ(memoryByteCountText(8178892ull * 1024), "7.8 GB");  // 7.80 GB with its zero dropped
-  EXPECT_EQ(abbreviatedDurationText(45.9), "45s");
-  EXPECT_EQ(abbreviatedDurationText(0.5), "0s");
-  EXPECT_EQ(abbreviatedDurationText(3600 + 60), "1h 1m");
+  // 8178892 KB is 7.80 GB, written with its zero dropped.
+  EXPECT_EQ((std::vector{memoryByteCountText(512), memoryByteCountText(640 * 1024), memoryByteCountText(8178892ull * 1024)}),
+            (std::vector<std::string>{"512 bytes", "640 KB", "7.8 GB"}));
+  EXPECT_EQ((std::vector{abbreviatedDurationText(45.9), abbreviatedDurationText(0.5), abbreviatedDurationText(3600 + 60)}),
+            (std::vector<std::string>{"45s", "0s", "1h 1m"}));
 }
 
 TEST(ClosestLocalization, FirstPreferredThatIsAvailableWithoutASystemMatcher) {

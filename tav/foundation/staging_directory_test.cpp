@@ -1,5 +1,6 @@
 #include "tav/foundation/staging_directory.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -57,7 +58,7 @@ TEST(StagingDirectory, FailuresReachTheCompletionOrTheLog) {
   StagingDirectory staging;
   std::string error;
   staging.archiveToFile("../escape.zip", [&](ArchiveResult result) { error = result.errorDescription(); });
-  EXPECT_NE(error.find("\"../escape.zip\" is not a file name"), std::string::npos) << error;
+  EXPECT_THAT(error, ::testing::HasSubstr("\"../escape.zip\" is not a file name"));
 
   testing::ScratchDirectory scratch;
   scratch.write("garbage.zip", "this is not a zip archive");
@@ -65,10 +66,8 @@ TEST(StagingDirectory, FailuresReachTheCompletionOrTheLog) {
   EXPECT_FALSE(staging.unarchiveFiles((scratch / "garbage.zip").string()));
   EXPECT_FALSE(staging.unarchiveFiles((scratch / "missing.zip").string()));
   const std::string log = ::testing::internal::GetCapturedStderr();
-  EXPECT_NE(log.find("[StagingDirectory] Couldn't unpack \"" + (scratch / "garbage.zip").string() +
-                     "\": is not a readable zip archive"),
-            std::string::npos)
-      << log;
+  EXPECT_THAT(log, ::testing::HasSubstr("[StagingDirectory] Couldn't unpack \"" + (scratch / "garbage.zip").string() +
+                                         "\": is not a readable zip archive"));
 }
 
 TEST(StagingDirectory, AllContentsListsNestedFilesInPlaceAndNoFolders) {

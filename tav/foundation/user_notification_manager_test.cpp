@@ -1,5 +1,6 @@
 #include "tav/foundation/user_notification_manager.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tav/contracts/in_memory_user_notification_center.hpp"
@@ -111,7 +112,7 @@ TEST(UserNotificationManager, AsksPermissionWhenNotDeterminedAndDropsWhenRefused
       EXPECT_EQ(f.center->authorizationRequests()[0], 5u);  // alert and badge
     }
     if (c.log != nullptr) {
-      EXPECT_NE(log.find(c.log), std::string::npos) << log;
+      EXPECT_THAT(log, ::testing::HasSubstr(c.log));
     } else {
       EXPECT_EQ(log, "");
     }
@@ -137,8 +138,7 @@ TEST(UserNotificationManager, DelegatePublishesCategoriesAndReceivesTaps) {
   ::testing::internal::CaptureStderr();
   f.manager->present({.title = NotificationString::string("Lost")});
   const std::string log = ::testing::internal::GetCapturedStderr();
-  EXPECT_NE(log.find("[UserNotificationManager] Error presenting notification: service refused"), std::string::npos)
-      << log;
+  EXPECT_THAT(log, ::testing::HasSubstr("[UserNotificationManager] Error presenting notification: service refused"));
 }
 
 }  // namespace

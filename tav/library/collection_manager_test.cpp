@@ -98,9 +98,7 @@ TEST_F(CollectionManagerTest, CreateAddRemoveAndTheirNotifications) {
   EXPECT_EQ(infoText(0, "id"), created.id());
   EXPECT_EQ(infoText(1, "id"), "<none>");
   EXPECT_TRUE(posted[2].info.empty());
-  EXPECT_EQ(infoText(3, "added"), "f");
-  EXPECT_EQ(infoText(4, "added"), "f");
-  EXPECT_EQ(infoText(5, "removed"), "f");
+  EXPECT_EQ((std::vector{infoText(3, "added"), infoText(4, "added"), infoText(5, "removed")}), std::vector<std::string>(3, "f"));
 
   manager.rename(created.id(), "Outros");
   manager.rename("unknown", "Nope");
@@ -157,8 +155,8 @@ TEST_F(CollectionManagerTest, SelectionDataSourceAndStepping) {
   auto custom = manager.createCollection("Custom");
   manager.setCollections({templates, custom});
   posted.clear();
-  EXPECT_EQ(manager.dataSource().size(), 4u);
-  EXPECT_EQ(manager.activeCollections().size(), 1u);  // the library; favourites and custom are empty
+  // One active collection, the library: favourites and custom are empty.
+  EXPECT_EQ(std::tuple(manager.dataSource().size(), manager.activeCollections().size()), std::tuple(4u, 1u));
 
   manager.nextCollection(false);
   EXPECT_EQ(manager.selectedCollectionID(), "FAVOURITE_SCENES");

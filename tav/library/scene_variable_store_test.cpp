@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tav/scene/scene.hpp"
@@ -13,6 +14,7 @@ namespace tav {
 namespace {
 
 using VariableType = SceneVariable::VariableType;
+using Found = SceneVariableStore::PotentialVariable;
 
 struct SceneVariableStoreTest : ::testing::Test {
   std::shared_ptr<InMemoryUserDefaults> defaults = std::make_shared<InMemoryUserDefaults>();
@@ -61,13 +63,11 @@ TEST(SceneVariable, BuiltInVariablesAndJson) {
 TEST(SceneVariable, VariableTypeWithOtherThanOneKeyIsRefused) {
   for (const char* type : {R"({})", R"({"text":{},"image":{}})"}) {
     const std::string json = std::string(R"({"id":"x","type":)") + type + R"(,"title":"t","isTemplate":false})";
-    try {
-      decodeJson<SceneVariable>(json);
-      ADD_FAILURE() << type;
-    } catch (const DecodingError& error) {
-      EXPECT_EQ(error.reason(), "Invalid number of keys found, expected one.");
-      EXPECT_EQ(error.path(), "type");
-    }
+    EXPECT_THAT([&] { (void)decodeJson<SceneVariable>(json); },
+                ::testing::Throws<DecodingError>(::testing::AllOf(
+                    ::testing::Property(&DecodingError::reason, "Invalid number of keys found, expected one."),
+                    ::testing::Property(&DecodingError::path, "type"))))
+        << type;
   }
   EXPECT_THROW(decodeJson<SceneVariable>(R"({"id":"x","type":{"text":{}},"title":"t"})"), DecodingError);
 }
@@ -118,12 +118,10 @@ TEST_F(SceneVariableStoreTest, AddRemoveAndSetPostTheirNotifications) {
 TEST_F(SceneVariableStoreTest, RetitlingRefusesAnyTitleInUseIgnoringCase) {
   const SceneVariable location = store.variableFor(DefaultVariable::location);
   for (const char* taken : {"Location", "LOCATION", "first name"}) {
-    try {
-      store.update(location, std::string(taken));
-      ADD_FAILURE() << taken;
-    } catch (const SceneVariableError& error) {
-      EXPECT_EQ(error.errorCase(), SceneVariableError::Case::titleInUse);
-    }
+    EXPECT_THAT([&] { store.update(location, std::string(taken)); },
+                ::testing::Throws<SceneVariableError>(
+                    ::testing::Property(&SceneVariableError::errorCase, SceneVariableError::Case::titleInUse)))
+        << taken;
   }
   store.update(location, std::string("Town"));
   const SceneVariable renamed = store.variableFor(DefaultVariable::location);
@@ -134,21 +132,13 @@ TEST_F(SceneVariableStoreTest, RetitlingRefusesAnyTitleInUseIgnoringCase) {
 
 TEST(SceneVariableStore, PotentialVariablesReportUtf16RangesInNonAsciiText) {
   // "é" is one UTF-16 unit (two bytes), "😀" two units (four bytes).
-  const auto found = SceneVariableStore::potentialVariables("é {{ first name }} 😀{{x}}\n{{\tÜber\n}}");
-  ASSERT_EQ(found.size(), 3u);
-  EXPECT_EQ(found[0].word, "first name");
-  EXPECT_EQ(found[0].range, (Utf16Range{2, 16}));
-  EXPECT_EQ(found[1].word, "x");
-  EXPECT_EQ(found[1].range, (Utf16Range{21, 5}));  // 2 + 16 + 1 + 2
-  EXPECT_EQ(found[2].word, "Über");
-  EXPECT_EQ(found[2].range, (Utf16Range{27, 10}));  // 21 + 5 + 1
+  // "x" starts at 2 + 16 + 1 + 2, "Über" at 21 + 5 + 1.
+  EXPECT_EQ(SceneVariableStore::potentialVariables("é {{ first name }} 😀{{x}}\n{{\tÜber\n}}"),
+            (std::vector<Found>{{"first name", {2, 16}}, {"x", {21, 5}}, {"Über", {27, 10}}}));
 
   EXPECT_TRUE(SceneVariableStore::potentialVariables("{{}}").empty());
   EXPECT_TRUE(SceneVariableStore::potentialVariables("{{a}b}}").empty());
-  const auto nested = SceneVariableStore::potentialVariables("{{{a}}");
-  ASSERT_EQ(nested.size(), 1u);
-  EXPECT_EQ(nested[0].word, "a");
-  EXPECT_EQ(nested[0].range, (Utf16Range{0, 6}));
+  EXPECT_EQ(SceneVariableStore::potentialVariables("{{{a}}"), (std::vector<Found>{{"a", {0, 6}}}));
 }
 
 TEST_F(SceneVariableStoreTest, ReplaceOneTokenFallsBackToSampleValuesOfBuiltIns) {

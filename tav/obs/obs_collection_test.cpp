@@ -16,12 +16,10 @@ std::string sceneWithItems(const std::string& items) {
 
 TEST(OBSCollection, EmptyObjectDecodesToDefaults) {
   const auto collection = OBSCollection::decode("{}");
-  EXPECT_FALSE(collection.name);
-  EXPECT_FALSE(collection.version);
-  EXPECT_FALSE(collection.resolution);
-  EXPECT_TRUE(collection.sources.empty());
-  EXPECT_TRUE(collection.groups.empty());
-  EXPECT_TRUE(collection.sceneOrder.empty());
+  EXPECT_EQ(std::tie(collection.name, collection.version, collection.resolution),
+            std::make_tuple(std::nullopt, std::nullopt, std::nullopt));
+  EXPECT_EQ(std::tuple(collection.sources.size(), collection.groups.size(), collection.sceneOrder.size()),
+            std::tuple(0u, 0u, 0u));
   EXPECT_EQ(collection.canvasSize(), (Size{1920, 1080}));
   EXPECT_TRUE(collection.flattenedEntries("anything").empty());
 }
@@ -30,9 +28,7 @@ TEST(OBSCollection, TopLevelFieldsAreStrictAndListsLenient) {
   const auto c = OBSCollection::decode(
       R"({"name":"Stüdio 😀","version":2.0,"resolution":{"x":0,"y":1080},"scene_order":[{"name":"a"},{},{"name":"b"}],)"
       R"("sources":[{"id":"scene","name":"a"},{"id":"scene","name":"b","uuid":"u"}],"groups":"nope"})");
-  EXPECT_EQ(c.name, "Stüdio 😀");
-  EXPECT_EQ(c.version, 2);
-  EXPECT_EQ(c.resolution, (OBSVec2{0, 1080}));
+  EXPECT_EQ(std::tie(c.name, c.version, c.resolution), std::make_tuple("Stüdio 😀", 2, OBSVec2{0, 1080}));
   EXPECT_EQ(c.canvasSize(), (Size{1920, 1080}));  // a side of 0 falls back
   EXPECT_EQ(c.sceneOrder, (std::vector<std::string>{"a", "b"}));
   EXPECT_EQ(c.sources.size(), 2u);
@@ -62,29 +58,18 @@ TEST(OBSCollection, ItemDefaultsAndFailures) {
   auto c = OBSCollection::decode(sceneWithItems(R"([{"name":"a"}])"));
   ASSERT_TRUE(c.sources[0].settings->items);
   const OBSSceneItem& a = c.sources[0].settings->items->at(0);
-  EXPECT_EQ(a.name, "a");
-  EXPECT_TRUE(a.visible);
-  EXPECT_FALSE(a.locked);
-  EXPECT_EQ(a.align, 5);
-  EXPECT_EQ(a.boundsType, 0);
-  EXPECT_EQ(a.rot, 0);
-  EXPECT_FALSE(a.pos);
-  EXPECT_FALSE(a.groupItemBackup);
+  EXPECT_EQ(std::tie(a.name, a.visible, a.locked, a.align, a.boundsType, a.rot, a.pos, a.groupItemBackup),
+            std::make_tuple("a", true, false, 5, 0, 0.0, std::nullopt, false));
 
   c = OBSCollection::decode(sceneWithItems(
       R"([{"name":"b","visible":"yes","locked":1,"align":10.0,"bounds_type":2.5,"rot":45,"crop_left":"x",)"
       R"("crop_top":3,"pos":{"x":1,"y":2.5},"scale_ref":null,"group_item_backup":true}])"));
   const OBSSceneItem& b = c.sources[0].settings->items->at(0);
-  EXPECT_TRUE(b.visible);   // unreadable: default
-  EXPECT_FALSE(b.locked);   // a number is no Boolean
-  EXPECT_EQ(b.align, 10);   // an integral double reads as an integer
-  EXPECT_EQ(b.boundsType, 0);
-  EXPECT_EQ(b.rot, 45);
-  EXPECT_EQ(b.cropLeft, 0);
-  EXPECT_EQ(b.cropTop, 3);
-  EXPECT_EQ(b.pos, (OBSVec2{1, 2.5}));
-  EXPECT_FALSE(b.scaleRef);
-  EXPECT_TRUE(b.groupItemBackup);
+  // "visible" unreadable: the default; "locked" a number, which is no Boolean; "align" an integral
+  // double, which reads as an integer; "bounds_type" 2.5 and "crop_left" unreadable: defaults.
+  EXPECT_EQ(std::tie(b.visible, b.locked, b.align, b.boundsType, b.rot, b.cropLeft, b.cropTop),
+            std::make_tuple(true, false, 10, 0, 45.0, 0.0, 3.0));
+  EXPECT_EQ(std::tie(b.pos, b.scaleRef, b.groupItemBackup), std::make_tuple(OBSVec2{1, 2.5}, std::nullopt, true));
 
   // A wrongly typed optional key fails the item, and with it the whole list; the source stays.
   for (const char* items : {R"([{"name":"a"},{"name":"c","pos":5}])", R"([{"name":7}])",
@@ -114,22 +99,15 @@ TEST(OBSCollection, SettingsValuesAndTypedLookups) {
 
   EXPECT_EQ(s.string("s"), "txt");
   EXPECT_FALSE(s.string("i"));
-  EXPECT_EQ(s.double_("i"), 5.0);
-  EXPECT_EQ(s.double_("f"), 5.5);
-  EXPECT_EQ(s.double_("t"), 1.0);
-  EXPECT_FALSE(s.double_("s"));
-  EXPECT_EQ(s.int_("f"), 5);
-  EXPECT_EQ(s.int_("neg"), -2);  // toward zero
-  EXPECT_FALSE(s.int_("huge"));
-  EXPECT_EQ(s.int_("t"), 1);
+  EXPECT_EQ((std::vector{s.double_("i"), s.double_("f"), s.double_("t"), s.double_("s")}),
+            (std::vector<std::optional<double>>{5.0, 5.5, 1.0, std::nullopt}));
+  // Doubles go toward zero; one too large for an integer reads as none.
+  EXPECT_EQ((std::vector{s.int_("f"), s.int_("neg"), s.int_("huge"), s.int_("t"), s.int_("missing")}),
+            (std::vector<std::optional<std::int64_t>>{5, -2, std::nullopt, 1, std::nullopt}));
   EXPECT_EQ(s.uint32("m"), 0xFFFFFFFFu);
-  EXPECT_EQ(s.bool_("i"), true);
-  EXPECT_EQ(s.bool_("z"), false);
-  EXPECT_EQ(s.bool_("t"), true);
-  EXPECT_FALSE(s.bool_("f"));
-  EXPECT_FALSE(s.bool_("s"));
+  EXPECT_EQ((std::vector{s.bool_("i"), s.bool_("z"), s.bool_("t"), s.bool_("f"), s.bool_("s")}),
+            (std::vector<std::optional<bool>>{true, false, true, std::nullopt, std::nullopt}));
   EXPECT_EQ(s.object("s"), nullptr);
-  EXPECT_FALSE(s.int_("missing"));
 }
 
 TEST(OBSCollection, GroupSpaceSizeNeedsCustomSizeAndPositiveSides) {

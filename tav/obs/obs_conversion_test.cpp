@@ -136,11 +136,7 @@ TEST(OBSConversion, GroupRotationAddsAndIsNotWrapped) {
 }
 
 TEST(OBSConversion, ColoursFontsScaleModesAndAspects) {
-  const RGBA c = rgba(0x11223344u);
-  EXPECT_EQ(c.red, 0x44 / 255.0);
-  EXPECT_EQ(c.green, 0x33 / 255.0);
-  EXPECT_EQ(c.blue, 0x22 / 255.0);
-  EXPECT_EQ(c.alpha, 0x11 / 255.0);
+  EXPECT_EQ(rgba(0x11223344u), (RGBA{0x44 / 255.0, 0x33 / 255.0, 0x22 / 255.0, 0x11 / 255.0}));  // ABGR
   EXPECT_DOUBLE_EQ(fontSize(0.05, {1920, 1080}, 1), 0.72);  // 0.05 * 1920 * 0.5625 / 75
   EXPECT_EQ(fontSize(0.05, {0, 1080}, 1), 0);
   EXPECT_EQ(fontSize(0.05, {1920, 1080}, 0), 0);
@@ -249,9 +245,7 @@ TEST(OBSFlattening, GroupsThatContainThemselvesAreCut) {
 TEST(OBSFlattening, SampleCollectionInTheShapeOBSWrites) {
   std::ifstream in(std::string(TAV_SOURCE_DIR) + "/data/obs/sample-collection.json", std::ios::binary);
   ASSERT_TRUE(in);
-  std::stringstream text;
-  text << in.rdbuf();
-  const auto c = OBSCollection::decode(text.str());
+  const auto c = OBSCollection::decode(std::string(std::istreambuf_iterator<char>(in), {}));
   EXPECT_EQ(c.name, "Studio Zoë – Wochenshow");
   EXPECT_EQ(c.sceneOrder, (std::vector<std::string>{"Hauptszene 🎬", "Pause ☕"}));
   const auto entries = c.flattenedEntries("Hauptszene 🎬");
@@ -282,16 +276,25 @@ TEST(OBSFlattening, HugeBase64SettingsDecode) {
   EXPECT_TRUE(c.sources[0].settings->items->empty());
 }
 
-TEST(OBSFlattening, RepeatedNestingStopsAtTheCeiling) {
-  // Each of 24 groups lists the next one twice: 2^24 paths, which the walk cuts at 100,000 entries.
+/// A scene "S" holding group G0 and a source "Dot", with groups G0 to G(count - 1); `items(i)` lists
+/// the items of group Gi.
+template <class Items>
+std::string chainOfGroups(int count, Items items) {
   std::string json = R"({"sources":[{"id":"scene","name":"S","settings":{"items":[{"name":"G0"}]}},)"
                      R"({"id":"color_source","name":"Dot"}],"groups":[)";
-  for (int i = 0; i < 24; ++i) {
-    const std::string next = i == 23 ? "Dot" : "G" + std::to_string(i + 1);
+  for (int i = 0; i < count; ++i) {
     json += (i ? "," : "") + std::string(R"({"id":"group","name":"G)") + std::to_string(i) +
-            R"(","settings":{"items":[{"name":")" + next + R"("},{"name":")" + next + R"("}]}})";
+            R"(","settings":{"items":[)" + items(i) + "]}}";
   }
-  json += "]}";
+  return json + "]}";
+}
+
+TEST(OBSFlattening, RepeatedNestingStopsAtTheCeiling) {
+  // Each of 24 groups lists the next one twice: 2^24 paths, which the walk cuts at 100,000 entries.
+  const std::string json = chainOfGroups(24, [](int i) {
+    const std::string next = i == 23 ? "Dot" : "G" + std::to_string(i + 1);
+    return R"({"name":")" + next + R"("},{"name":")" + next + R"("})";
+  });
   EXPECT_EQ(OBSCollection::decode(json).flattenedEntries("S").size(), 100000u);
 }
 
@@ -299,15 +302,9 @@ TEST(OBSFlattening, DeepGroupChainsWalkWithoutRecursionAndShareTheirGroups) {
   // 20,000 groups each inside the one before, each holding a dot beside the next group: far deeper than
   // a recursive walk could go, and each dot's chain of groups is as long as its depth.
   constexpr int kDepth = 20'000;
-  std::string json = R"({"sources":[{"id":"scene","name":"S","settings":{"items":[{"name":"G0"}]}},)"
-                     R"({"id":"color_source","name":"Dot"}],"groups":[)";
-  for (int i = 0; i < kDepth; ++i) {
-    json += (i ? "," : "") + std::string(R"({"id":"group","name":"G)") + std::to_string(i) +
-            R"(","settings":{"items":[{"name":"Dot"})";
-    if (i + 1 < kDepth) json += R"(,{"name":"G)" + std::to_string(i + 1) + R"("})";
-    json += "]}}";
-  }
-  json += "]}";
+  const std::string json = chainOfGroups(kDepth, [](int i) {
+    return R"({"name":"Dot"})" + (i + 1 < kDepth ? R"(,{"name":"G)" + std::to_string(i + 1) + R"("})" : std::string());
+  });
   const auto entries = OBSCollection::decode(json).flattenedEntries("S");
   ASSERT_EQ(entries.size(), 2u * kDepth);
   const OBSResolvedItem* deepest = entries.back().resolvedItem();

@@ -73,16 +73,14 @@ TEST(OBSImport, LinuxSceneBecomesLayersAtTheirPlacements) {
     EXPECT_EQ(it->settings().rect(), Rect(p.xPosition, p.yPosition, p.width, p.height)) << *item.item.name;
   }
   const SceneElement& webcam = scene.elements()[5];
-  EXPECT_EQ(webcam.settings().rotation, -90);  // 270 folded
-  EXPECT_EQ(webcam.settings().isLocked, true);
+  EXPECT_EQ(std::tie(webcam.settings().rotation, webcam.settings().isLocked), std::make_tuple(-90, true));  // 270 folded
   ASSERT_NE(webcam.type().feedSettings(), nullptr);
   EXPECT_EQ(webcam.type().feedSettings()->defaultDevice, true);
 
   const SceneElement& title = scene.elements()[4];
   ASSERT_NE(title.type().textSettings(), nullptr);
   EXPECT_EQ(title.settings().isHidden, true);
-  EXPECT_EQ(title.type().textSettings()->text, "Hallo");
-  EXPECT_EQ(title.type().textSettings()->font, "Sans");
+  EXPECT_EQ(std::tie(title.type().textSettings()->text, title.type().textSettings()->font), std::make_tuple("Hallo", "Sans"));
   EXPECT_EQ(title.type().textSettings()->fontSize, OBSConversion::fontSize(48 * 1.5 / 720, Size{1280, 720}, 1.0));
   const auto green = OBSConversion::rgba(4278255360u);
   EXPECT_EQ(title.type().textSettings()->textColor, SceneColor(green.red, green.green, green.blue, green.alpha));
@@ -102,8 +100,8 @@ TEST(OBSImport, LinuxSceneBecomesLayersAtTheirPlacements) {
   EXPECT_NE(scene.elements()[1].type().captureSettings(), nullptr);
   const SceneElement& logo = scene.elements()[0];
   ASSERT_NE(logo.type().imageSettings(), nullptr);
-  EXPECT_EQ(logo.type().imageSettings()->imageScaling, OBSConversion::imageScaleMode(OBSConversion::BoundsType::scaleInner));
-  EXPECT_EQ(logo.type().imageSettings()->fileName, "/home/zoe/logo.png");
+  EXPECT_EQ(std::tie(logo.type().imageSettings()->imageScaling, logo.type().imageSettings()->fileName),
+            std::make_tuple(OBSConversion::imageScaleMode(OBSConversion::BoundsType::scaleInner), "/home/zoe/logo.png"));
 
   // The group is a folder of its two members.
   const auto& notes = imported.notes;
@@ -120,8 +118,7 @@ TEST(OBSImport, LinuxSceneBecomesLayersAtTheirPlacements) {
   ASSERT_TRUE(group->layerID);
   ASSERT_TRUE(scene.groups().contains(*group->layerID));
   EXPECT_EQ(scene.groups().at(*group->layerID).name, "Lower third");
-  EXPECT_EQ(scene.elements()[2].groupMembership()->groupID, *group->layerID);
-  EXPECT_EQ(scene.elements()[3].groupMembership()->groupID, *group->layerID);
+  for (const std::size_t member : {2u, 3u}) EXPECT_EQ(scene.elements()[member].groupMembership()->groupID, *group->layerID);
   for (const auto& note : notes) EXPECT_EQ(note.reasons.empty(), note.outcome == OBSImportOutcome::imported);
 
   expectStableThroughRepair(scene);

@@ -39,9 +39,9 @@ TEST(OBSCollection, GlobalAudioDevicesAreInTheSourceIndex) {
   ASSERT_EQ(c.globalAudioSources.size(), 2u);  // the unreadable device is skipped
   const auto items = c.flattenedItems("S");
   ASSERT_EQ(items.size(), 3u);
-  EXPECT_EQ(items[0].kind, OBSSourceKind::audio);
-  EXPECT_EQ(items[1].kind, OBSSourceKind::audio);  // by uuid
-  EXPECT_EQ(items[2].kind, OBSSourceKind::color);  // a source of the same name wins over the device
+  // The second by uuid; for the third a source of the same name wins over the device.
+  EXPECT_EQ((std::vector{items[0].kind, items[1].kind, items[2].kind}),
+            (std::vector{OBSSourceKind::audio, OBSSourceKind::audio, OBSSourceKind::color}));
 }
 
 TEST(OBSItemPlacement, SizeComesFromBoundsStatedSizeCanvasOrFileElseAReason) {

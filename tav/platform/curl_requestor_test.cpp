@@ -56,12 +56,9 @@ TEST(CurlRequestTransport, SendsTheRequestAsBuiltAndReusesOneConnection) {
 
   const auto requests = server.requests();
   ASSERT_EQ(requests.size(), 20u);
-  EXPECT_EQ(requests[0].method, "POST");
-  EXPECT_EQ(requests[0].target, "/base/nqs/things?a=x%2Fy&b=2%203");
-  EXPECT_EQ(requests[0].header("Content-Type"), "application/json");
-  EXPECT_EQ(requests[0].body, "\"hello\"");
-  EXPECT_EQ(requests[1].method, "GET");
-  EXPECT_EQ(requests[1].body, "");
+  EXPECT_EQ(std::make_tuple(requests[0].method, requests[0].target, requests[0].header("Content-Type"), requests[0].body),
+            std::make_tuple("POST", "/base/nqs/things?a=x%2Fy&b=2%203", "application/json", "\"hello\""));
+  EXPECT_EQ(std::tie(requests[1].method, requests[1].body), std::make_tuple("GET", ""));
   EXPECT_EQ(server.connectionCount(), 1u);
   EXPECT_EQ(transport->connectionsOpened(), 1u);
 }

@@ -3,6 +3,7 @@
 #include <memory>
 #include <system_error>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tav/contracts/in_memory_transfer_asset_manager.hpp"
@@ -127,12 +128,8 @@ TEST(DirectoryTransferAssetManager, MissingFileErrorNamesTheFile) {
   TransferAssetReference reference = store.makeFromBytes("x", std::nullopt, "png");
   std::filesystem::remove(directory.path() / (reference.name + ".png"));
   EXPECT_FALSE(store.locate(reference).has_value());
-  try {
-    store.read(reference);
-    FAIL() << "reading a deleted asset must throw";
-  } catch (const std::system_error& error) {
-    EXPECT_NE(std::string(error.what()).find(reference.name + ".png"), std::string::npos) << error.what();
-  }
+  EXPECT_THAT([&] { (void)store.read(reference); },
+              ::testing::ThrowsMessage<std::system_error>(::testing::HasSubstr(reference.name + ".png")));
 }
 
 TEST(DirectoryTransferAssetManager, NamesThatWouldLeaveTheRootAreRefused) {

@@ -100,10 +100,15 @@ void finishAndProbe(AssetWriter& writer, AssetWriterInput& input, const std::fil
   ASSERT_EQ(movie.tracks.size(), 1u);
 }
 
-TEST(FfmpegAssetWriter, WritesFragmentedH264MovieWithAudioAndMetadata) {
-  ScratchDirectory folder("tav-writer");
-  const auto path = folder / "clip.mov";
+/// Each test writes into a scratch folder of its own.
+class FfmpegAssetWriterTest : public ::testing::Test {
+ protected:
+  ScratchDirectory folder{"tav-writer"};
   FfmpegAssetWriterFactory factory;
+};
+
+TEST_F(FfmpegAssetWriterTest, WritesFragmentedH264MovieWithAudioAndMetadata) {
+  const auto path = folder / "clip.mov";
   auto writer = factory.makeWriter(path, FileType::quickTimeMovie);
   writer->setMovieFragmentInterval(CMTime::withSeconds(1.0, 1));
   writer->setMetadata({{"mdta", "com.apple.quicktime.content.identifier", "7D0C3B1E-2D2B-4C5E-9F3A-0B6C9E8A1F42"},
@@ -143,26 +148,19 @@ TEST(FfmpegAssetWriter, WritesFragmentedH264MovieWithAudioAndMetadata) {
   const ProbedTrack* a = track(movie, "audio");
   ASSERT_NE(v, nullptr);
   ASSERT_NE(a, nullptr);
-  EXPECT_EQ(v->codec, "h264");
-  EXPECT_EQ(v->codecTag, "avc1");
-  EXPECT_EQ(v->width, 320);
-  EXPECT_EQ(v->height, 240);
-  EXPECT_EQ(v->packetCount, 75);
+  EXPECT_EQ(std::tie(v->codec, v->codecTag, v->width, v->height, v->packetCount),
+            std::make_tuple("h264", "avc1", 320, 240, 75));
   EXPECT_NEAR(v->frameRate, 30.0, 0.01);
   EXPECT_DOUBLE_EQ(v->startTime, 0.0);
   EXPECT_NEAR(v->duration, 2.5, 0.001);  // 75 / 30
-  EXPECT_EQ(a->codec, "aac");
-  EXPECT_EQ(a->sampleRate, 48000);
-  EXPECT_EQ(a->channels, 2);
+  EXPECT_EQ(std::tie(a->codec, a->sampleRate, a->channels), std::make_tuple("aac", 48000, 2));
   EXPECT_NEAR(a->duration, 2.5, 0.05);
   EXPECT_GE(movie.fragmentCount, 2);  // a fragment a second
   EXPECT_EQ(metadataValue(movie, "com.apple.quicktime.content.identifier"), "7D0C3B1E-2D2B-4C5E-9F3A-0B6C9E8A1F42");
   EXPECT_EQ(metadataValue(movie, "title"), "Synthetic");
 }
 
-TEST(FfmpegAssetWriter, WritesHevcFromPlanarAndConvertsBgra) {
-  ScratchDirectory folder("tav-writer");
-  FfmpegAssetWriterFactory factory;
+TEST_F(FfmpegAssetWriterTest, WritesHevcFromPlanarAndConvertsBgra) {
   struct Case {
     std::string_view codec;
     PixelFormat format;
@@ -180,19 +178,16 @@ TEST(FfmpegAssetWriter, WritesHevcFromPlanarAndConvertsBgra) {
     for (int frame = 0; frame < 25; ++frame) appendWaiting(*video, syntheticVideoFrame(c.format, 256, 144, frame, 25));
     ProbedMovie movie;
     ASSERT_NO_FATAL_FAILURE(finishAndProbe(*writer, *video, path, movie));
-    EXPECT_EQ(movie.tracks[0].codec, c.expectedCodec);
-    EXPECT_EQ(movie.tracks[0].codecTag, c.expectedTag);
-    EXPECT_EQ(movie.tracks[0].width, 256);
-    EXPECT_EQ(movie.tracks[0].packetCount, 25);
-    EXPECT_NEAR(movie.tracks[0].duration, 1.0, 0.001);
+    const ProbedTrack& t = movie.tracks[0];
+    EXPECT_EQ(std::tie(t.codec, t.codecTag, t.width, t.packetCount),
+              std::make_tuple(c.expectedCodec, c.expectedTag, 256, 25));
+    EXPECT_NEAR(t.duration, 1.0, 0.001);
     EXPECT_EQ(movie.fragmentCount, 0);  // no interval, no fragments
   }
 }
 
-TEST(FfmpegAssetWriter, WritesAudioOnlyM4A) {
-  ScratchDirectory folder("tav-writer");
+TEST_F(FfmpegAssetWriterTest, WritesAudioOnlyM4A) {
   const auto path = folder / "voice.m4a";
-  FfmpegAssetWriterFactory factory;
   const CMTime origin = CMTime::make(5, 1);
   auto [writer, audio] = startWithOneInput(factory, path, FileType::appleM4A, MediaStreamType::audio(),
                                            audioSettings(44100, 1), origin);
@@ -201,17 +196,14 @@ TEST(FfmpegAssetWriter, WritesAudioOnlyM4A) {
   for (int i = 0; i < 100; ++i) appendWaiting(*audio, syntheticAudio(1, 44100, 441, i * 441, origin));  // 1 s
   ProbedMovie movie;
   ASSERT_NO_FATAL_FAILURE(finishAndProbe(*writer, *audio, path, movie));
-  EXPECT_EQ(movie.tracks[0].codec, "aac");
-  EXPECT_EQ(movie.tracks[0].sampleRate, 44100);
-  EXPECT_EQ(movie.tracks[0].channels, 1);
-  EXPECT_NEAR(movie.tracks[0].startTime, 0.0, 1e-9);
-  EXPECT_NEAR(movie.tracks[0].duration, 1.0, 0.03);  // the last AAC frame is padded to 1024 samples
+  const ProbedTrack& t = movie.tracks[0];
+  EXPECT_EQ(std::tie(t.codec, t.sampleRate, t.channels), std::make_tuple("aac", 44100, 1));
+  EXPECT_NEAR(t.startTime, 0.0, 1e-9);
+  EXPECT_NEAR(t.duration, 1.0, 0.03);  // the last AAC frame is padded to 1024 samples
 }
 
-TEST(FfmpegAssetWriter, FillsAnAudioGapWithSilenceAndResamples) {
-  ScratchDirectory folder("tav-writer");
+TEST_F(FfmpegAssetWriterTest, FillsAnAudioGapWithSilenceAndResamples) {
   const auto path = folder / "gap.m4a";
-  FfmpegAssetWriterFactory factory;
   auto [writer, audio] = startWithOneInput(factory, path, FileType::appleM4A, MediaStreamType::audio(),
                                            audioSettings(48000, 2));
   // 44.1 kHz mono in, 48 kHz stereo out; half a second, a half-second hole, half a second.
@@ -219,15 +211,12 @@ TEST(FfmpegAssetWriter, FillsAnAudioGapWithSilenceAndResamples) {
   for (int i = 100; i < 150; ++i) appendWaiting(*audio, syntheticAudio(1, 44100, 441, i * 441));
   ProbedMovie movie;
   ASSERT_NO_FATAL_FAILURE(finishAndProbe(*writer, *audio, path, movie));
-  EXPECT_EQ(movie.tracks[0].channels, 2);
-  EXPECT_EQ(movie.tracks[0].sampleRate, 48000);
+  EXPECT_EQ(std::tie(movie.tracks[0].channels, movie.tracks[0].sampleRate), std::make_tuple(2, 48000));
   EXPECT_NEAR(movie.tracks[0].duration, 1.5, 0.05);
 }
 
-TEST(FfmpegAssetWriter, CancelLeavesThePartialFileAndRefusesMore) {
-  ScratchDirectory folder("tav-writer");
+TEST_F(FfmpegAssetWriterTest, CancelLeavesThePartialFileAndRefusesMore) {
   const auto path = folder / "cancelled.mov";
-  FfmpegAssetWriterFactory factory;
   auto [writer, video] = startWithOneInput(factory, path, FileType::quickTimeMovie, MediaStreamType::video(),
                                            videoSettings(AVVideoCodecTypeH264, 320, 240, 30), kCMTimeZero, true);
   for (int frame = 0; frame < 10; ++frame) appendWaiting(*video, syntheticVideoFrame(PixelFormat::nv12, 320, 240, frame));
@@ -239,17 +228,13 @@ TEST(FfmpegAssetWriter, CancelLeavesThePartialFileAndRefusesMore) {
   EXPECT_FALSE(writer->error().has_value());
 }
 
-TEST(FfmpegAssetWriter, TruncatedFragmentedFileStillOpens) {
-  ScratchDirectory folder("tav-writer");
+TEST_F(FfmpegAssetWriterTest, TruncatedFragmentedFileStillOpens) {
   const auto path = folder / "whole.mov";
-  FfmpegAssetWriterFactory factory;
   auto [writer, video] = startWithOneInput(factory, path, FileType::quickTimeMovie, MediaStreamType::video(),
                                            videoSettings(AVVideoCodecTypeH264, 320, 240, 30), kCMTimeZero, true);
   for (int frame = 0; frame < 120; ++frame) appendWaiting(*video, syntheticVideoFrame(PixelFormat::nv12, 320, 240, frame));
-  video->markAsFinished();
-  finish(*writer);
-  ASSERT_EQ(writer->status(), AssetWriterStatus::completed) << writer->error().value_or("");
-  const ProbedMovie whole = probeMovie(path);
+  ProbedMovie whole;
+  ASSERT_NO_FATAL_FAILURE(finishAndProbe(*writer, *video, path, whole));
   ASSERT_GE(whole.fragmentCount, 4);
 
   // Cut the file in the middle of its third quarter, as a killed process would leave it.
@@ -267,10 +252,9 @@ TEST(FfmpegAssetWriter, TruncatedFragmentedFileStillOpens) {
   EXPECT_DOUBLE_EQ(partial.tracks[0].startTime, 0.0);
 }
 
-TEST(FfmpegAssetWriter, BoundedQueueReportsNotReadyInsteadOfBlocking) {
-  ScratchDirectory folder("tav-writer");
-  FfmpegAssetWriterFactory factory(FfmpegAssetWriterOptions{2, 4});
-  auto [writer, video] = startWithOneInput(factory, folder / "busy.mov", FileType::quickTimeMovie,
+TEST_F(FfmpegAssetWriterTest, BoundedQueueReportsNotReadyInsteadOfBlocking) {
+  FfmpegAssetWriterFactory bounded(FfmpegAssetWriterOptions{2, 4});
+  auto [writer, video] = startWithOneInput(bounded, folder / "busy.mov", FileType::quickTimeMovie,
                                            MediaStreamType::video(),
                                            videoSettings(AVVideoCodecTypeH264, 1280, 720, 30, "medium"));
   const CMSampleBuffer frame = syntheticVideoFrame(PixelFormat::nv12, 1280, 720, 0);
@@ -293,10 +277,8 @@ TEST(FfmpegAssetWriter, BoundedQueueReportsNotReadyInsteadOfBlocking) {
   writer->cancelWriting();
 }
 
-TEST(FfmpegAssetWriter, DropsFramesThatDoNotAdvanceAndScalesOtherSizes) {
-  ScratchDirectory folder("tav-writer");
+TEST_F(FfmpegAssetWriterTest, DropsFramesThatDoNotAdvanceAndScalesOtherSizes) {
   const auto path = folder / "scaled.mov";
-  FfmpegAssetWriterFactory factory;
   const CMTime origin = CMTime::make(2, 1);
   auto [writer, video] = startWithOneInput(factory, path, FileType::quickTimeMovie, MediaStreamType::video(),
                                            videoSettings(AVVideoCodecTypeH264, 320, 240, 30), origin);
@@ -307,16 +289,13 @@ TEST(FfmpegAssetWriter, DropsFramesThatDoNotAdvanceAndScalesOtherSizes) {
   }
   ProbedMovie movie;
   ASSERT_NO_FATAL_FAILURE(finishAndProbe(*writer, *video, path, movie));
-  EXPECT_EQ(movie.tracks[0].packetCount, 3);
-  EXPECT_EQ(movie.tracks[0].width, 320);
-  EXPECT_EQ(movie.tracks[0].height, 240);
-  EXPECT_DOUBLE_EQ(movie.tracks[0].startTime, 0.0);
-  EXPECT_NEAR(movie.tracks[0].duration, 0.1, 0.001);  // 3 / 30
+  const ProbedTrack& t = movie.tracks[0];
+  EXPECT_EQ(std::tie(t.packetCount, t.width, t.height), std::make_tuple(3, 320, 240));
+  EXPECT_DOUBLE_EQ(t.startTime, 0.0);
+  EXPECT_NEAR(t.duration, 0.1, 0.001);  // 3 / 30
 }
 
-TEST(FfmpegAssetWriter, RefusesMissingFolderAndReportsBadSettings) {
-  ScratchDirectory folder("tav-writer");
-  FfmpegAssetWriterFactory factory;
+TEST_F(FfmpegAssetWriterTest, RefusesMissingFolderAndReportsBadSettings) {
   const auto missing = folder / "no-such-folder" / "clip.mov";
   try {
     factory.makeWriter(missing, FileType::quickTimeMovie);

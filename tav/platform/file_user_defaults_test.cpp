@@ -7,6 +7,7 @@
 #include <limits>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tav/contracts/json_coder.hpp"
@@ -64,12 +65,11 @@ TEST(FileUserDefaults, CorruptFileIsKeptAsideAndStoreStartsEmpty) {
   FileUserDefaults store(config.file());
   std::string log = ::testing::internal::GetCapturedStderr();
   EXPECT_FALSE(store.value("COUNT").has_value());
-  EXPECT_NE(log.find(config.file().string()), std::string::npos) << log;
+  EXPECT_THAT(log, ::testing::HasSubstr(config.file().string()));
   EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
 
   std::vector<std::string> names = config.entries();
-  ASSERT_EQ(names.size(), 1u);
-  EXPECT_EQ(names[0].rfind("defaults.json.corrupt-", 0), 0u) << names[0];
+  ASSERT_THAT(names, ::testing::ElementsAre(::testing::StartsWith("defaults.json.corrupt-")));
   EXPECT_EQ(readWholeFile(config / ("tavo/" + names[0])), damaged);
 
   // New settings go to a fresh file; the kept copy is left alone.
@@ -87,9 +87,8 @@ TEST(FileUserDefaults, NonObjectAndEmptyFilesCountAsDamaged) {
     ::testing::internal::GetCapturedStderr();
     EXPECT_FALSE(std::filesystem::exists(config.file())) << text;
   }
-  std::size_t kept = 0;
-  for (const auto& name : config.entries()) kept += name.rfind("defaults.json.corrupt-", 0) == 0 ? 1 : 0;
-  EXPECT_EQ(kept, 2u);
+  EXPECT_THAT(config.entries(), ::testing::Each(::testing::StartsWith("defaults.json.corrupt-")));
+  EXPECT_EQ(config.entries().size(), 2u);
 }
 
 TEST(FileUserDefaults, ANumberOutOfRangeLosesOnlyItsKeyAndLaterSavesWork) {
@@ -102,7 +101,7 @@ TEST(FileUserDefaults, ANumberOutOfRangeLosesOnlyItsKeyAndLaterSavesWork) {
   EXPECT_FALSE(store.value("BAD").has_value());
   EXPECT_EQ(store.value("BEFORE"), JsonValue(1));
   EXPECT_EQ(store.value("AFTER"), JsonValue("kept"));
-  EXPECT_NE(log.find("\"BAD\""), std::string::npos) << log;
+  EXPECT_THAT(log, ::testing::HasSubstr("\"BAD\""));
   EXPECT_EQ(config.entries(), std::vector<std::string>{"defaults.json"});  // not moved aside
 
   // A value no JSON can hold is saved as the nearest one, never thrown to the caller.
@@ -141,7 +140,7 @@ TEST(FileUserDefaults, AFileThatCannotBeWrittenIsReportedNotThrown) {
   EXPECT_EQ(store.value("K"), JsonValue(1));  // kept for this session
   EXPECT_FALSE(store.synchronize());
   ASSERT_TRUE(store.saveError().has_value());
-  EXPECT_NE(store.saveError()->find(config.file().string()), std::string::npos) << *store.saveError();
+  EXPECT_THAT(*store.saveError(), ::testing::HasSubstr(config.file().string()));
   EXPECT_TRUE(std::filesystem::is_directory(config.file()));
 }
 
@@ -166,16 +165,12 @@ TEST(FileUserDefaults, ConcurrentWritersLoseNothing) {
 
 TEST(FileUserDefaults, DefaultPathFollowsXdgConfigHome) {
   const char* saved = std::getenv("XDG_CONFIG_HOME");
-  std::string savedValue = saved != nullptr ? saved : "";
+  const std::optional<std::string> before = saved ? std::optional<std::string>(saved) : std::nullopt;
   ::setenv("XDG_CONFIG_HOME", "/srv/config", 1);
   EXPECT_EQ(FileUserDefaults::defaultPath(), std::filesystem::path("/srv/config/tavo/defaults.json"));
   ::setenv("XDG_CONFIG_HOME", "relative/ignored", 1);
   EXPECT_EQ(FileUserDefaults::defaultPath().parent_path().parent_path().filename(), ".config");
-  if (saved != nullptr) {
-    ::setenv("XDG_CONFIG_HOME", savedValue.c_str(), 1);
-  } else {
-    ::unsetenv("XDG_CONFIG_HOME");
-  }
+  before ? ::setenv("XDG_CONFIG_HOME", before->c_str(), 1) : ::unsetenv("XDG_CONFIG_HOME");
 }
 
 TEST(UserDefaults, ChangeHandlersHearEveryChangeOfTheirStoreOnly) {

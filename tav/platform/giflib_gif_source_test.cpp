@@ -75,8 +75,7 @@ TEST(GifSource, CompositesEveryDisposalMethodAndTransparencyAsBrowsersShowThem) 
     ASSERT_EQ(source->count(), c.frames.size());
     const std::optional<Image> last = source->image(c.frames.size() - 1);
     ASSERT_TRUE(last);
-    EXPECT_EQ(last->width, 4);
-    EXPECT_EQ(last->height, 4);
+    EXPECT_EQ(std::tie(last->width, last->height), std::make_tuple(4, 4));
     for (const auto& [x, y, colour] : c.expected) EXPECT_EQ(at(*last, x, y), colour) << "at " << x << "," << y;
   }
 }
@@ -117,11 +116,8 @@ TEST(GifSource, ReportsDelaysAsStoredAndTheLoopCount) {
   auto source = makeGifSource(encodeGif(gif));
   EXPECT_EQ(source->loopCount(), 3);
   const GifFrameProperties first = *source->properties(0);
-  EXPECT_EQ(first.colorModel, "RGB");
-  EXPECT_EQ(first.depth, 8);
-  EXPECT_EQ(first.pixelWidth, 4);
-  EXPECT_EQ(first.pixelHeight, 4);
-  EXPECT_EQ(first.hasAlpha, false);
+  EXPECT_EQ(std::tie(first.colorModel, first.depth, first.pixelWidth, first.pixelHeight, first.hasAlpha),
+            std::make_tuple("RGB", 8, 4, 4, false));
   EXPECT_EQ(first.gif, (GifFrameProperties::Timing{0.0, 0.0}));
   EXPECT_EQ(source->properties(1)->gif, (GifFrameProperties::Timing{0.07, 0.07}));
   EXPECT_FALSE(source->properties(2)->gif);

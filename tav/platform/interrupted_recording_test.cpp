@@ -31,23 +31,14 @@ namespace tav {
 namespace {
 
 // Sets an environment variable for one scope.
-class ScopedEnvironment {
- public:
-  ScopedEnvironment(const char* name, const std::string& value) : _name(name) {
-    if (const char* old = std::getenv(name)) _old = old;
-    ::setenv(name, value.c_str(), 1);
+struct ScopedEnvironment {
+  ScopedEnvironment(const char* variable, const std::string& value) : name(variable) {
+    if (const char* old = std::getenv(variable)) before = old;
+    ::setenv(variable, value.c_str(), 1);
   }
-  ~ScopedEnvironment() {
-    if (_old) {
-      ::setenv(_name, _old->c_str(), 1);
-    } else {
-      ::unsetenv(_name);
-    }
-  }
-
- private:
-  const char* _name;
-  std::optional<std::string> _old;
+  ~ScopedEnvironment() { before ? ::setenv(name, before->c_str(), 1) : ::unsetenv(name); }
+  const char* name;
+  std::optional<std::string> before;
 };
 
 // The child: records 640x360 NV12 at 30 fps and 48 kHz stereo in real time into `output` until it is

@@ -26,8 +26,7 @@ std::filesystem::path binaryHoldingTheLibrary() {
 TEST(LibraryBundle, CurrentIsTheBinaryHoldingTheLibrary) {
   const LibraryBundle& bundle = LibraryBundle::current();
   const std::filesystem::path self = binaryHoldingTheLibrary();
-  EXPECT_EQ(bundle.executablePath(), self);
-  EXPECT_EQ(bundle.bundlePath(), self.parent_path());
+  EXPECT_EQ(std::tuple(bundle.executablePath(), bundle.bundlePath()), std::tuple(self, self.parent_path()));
   EXPECT_EQ(bundle.resourcePath(), self.parent_path().parent_path() / "share" / "tavcommon");
   EXPECT_EQ(&LibraryBundle::current(), &bundle);
 }

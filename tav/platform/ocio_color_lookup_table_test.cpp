@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -60,12 +61,8 @@ TEST(ColorLookupTable, RefusesDamagedTablesWithTheirReason) {
            {"LUT_3D_SIZE 2\nLUT_4D_SIZE 2\n", "line 2: unknown keyword \"LUT_4D_SIZE\""},
            {"", "no LUT_1D_SIZE or LUT_3D_SIZE: not a .cube table"},
        }) {
-    try {
-      parseColorLookupTable(testing::bytesOf(c.text));
-      ADD_FAILURE() << c.message;
-    } catch (const LookupTableError& error) {
-      EXPECT_EQ(std::string(error.what()), c.message);
-    }
+    EXPECT_THAT([&] { (void)parseColorLookupTable(testing::bytesOf(c.text)); },
+                ::testing::ThrowsMessage<LookupTableError>(::testing::StrEq(c.message)));
   }
 }
 

@@ -211,9 +211,8 @@ TEST(SdBusUserNotificationCenter, ShowsReplacesInPlaceAndPassesActionsBack) {
                     .attachmentFiles = {Url::fileUrl("/tmp/face.png")}});
   auto calls = service.calls(1);
   ASSERT_EQ(calls.size(), 1u);
-  EXPECT_EQ(calls[0].replacesId, 0u);
-  EXPECT_EQ(calls[0].summary, "Join the stream?");
-  EXPECT_EQ(calls[0].body, "Ada\nStarts in 5 minutes");
+  EXPECT_EQ(std::tie(calls[0].replacesId, calls[0].summary, calls[0].body),
+            std::make_tuple(0u, "Join the stream?", "Ada\nStarts in 5 minutes"));
   EXPECT_EQ(calls[0].actions, (std::vector<std::string>{"default", "Open", "accept", "Accept"}));
   EXPECT_EQ(calls[0].hints["image-path"], "file:///tmp/face.png");
   EXPECT_EQ(calls[0].hints["suppress-sound"], "true");
@@ -222,8 +221,7 @@ TEST(SdBusUserNotificationCenter, ShowsReplacesInPlaceAndPassesActionsBack) {
                     .sound = NotificationSound::defaultSound()});
   calls = service.calls(2);
   ASSERT_EQ(calls.size(), 2u);  // no CloseNotification: replaced in place
-  EXPECT_EQ(calls[1].method, "Notify");
-  EXPECT_EQ(calls[1].replacesId, calls[0].id);
+  EXPECT_EQ(std::tie(calls[1].method, calls[1].replacesId), std::make_tuple("Notify", calls[0].id));
   EXPECT_EQ(calls[1].hints["sound-name"], "message-new-instant");
 
   service.invokeAction(calls[0].id, "accept");
@@ -234,8 +232,7 @@ TEST(SdBusUserNotificationCenter, ShowsReplacesInPlaceAndPassesActionsBack) {
   manager->removeNotifications({"invite-1"});
   calls = service.calls(3);
   ASSERT_EQ(calls.size(), 3u);
-  EXPECT_EQ(calls[2].method, "CloseNotification");
-  EXPECT_EQ(calls[2].id, calls[0].id);
+  EXPECT_EQ(std::tie(calls[2].method, calls[2].id), std::make_tuple("CloseNotification", calls[0].id));
 }
 
 TEST(SdBusUserNotificationCenter, AbsentOrFailingServiceReportsWithoutBlocking) {

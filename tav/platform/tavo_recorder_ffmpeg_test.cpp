@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <condition_variable>
@@ -131,17 +132,16 @@ TEST_F(TavoRecorderFfmpegTest, RecordsOneOrTwoCanvasesAndTagsThemOnlyWhenThereAr
     ASSERT_TRUE(eventually([&] { return framesWritten() == 30 * c.outputs; }));
     recorder_.stopRecording();
 
-    const auto posted = notifications_.waitFor(TavoRecorder::recordingDidFinishNotification);
-    ASSERT_TRUE(posted);
-    const Notification& finished = *posted;
+    const auto finished = notifications_.waitFor(TavoRecorder::recordingDidFinishNotification);
+    ASSERT_TRUE(finished);
     std::vector<std::string> expected;
     for (const auto& file : c.files) expected.push_back((scratch_.path() / file).string());
-    EXPECT_EQ(*finished.info<std::vector<std::string>>("paths"), expected);
-    EXPECT_EQ(*finished.info<std::string>("path"), expected.front());
-    EXPECT_EQ(*finished.info<int>("numberOfFiles"), c.outputs);
-    EXPECT_EQ(*finished.info<int>("failedCount"), 0);
-    EXPECT_EQ(*finished.info<std::string>("locationTitle"), "Photo Library");
-    EXPECT_NEAR(*finished.info<double>("length"), 29.0 / 30, 1e-9);
+    EXPECT_EQ(*finished->info<std::vector<std::string>>("paths"), expected);
+    EXPECT_EQ(*finished->info<std::string>("path"), expected.front());
+    EXPECT_EQ(*finished->info<int>("numberOfFiles"), c.outputs);
+    EXPECT_EQ(*finished->info<int>("failedCount"), 0);
+    EXPECT_EQ(*finished->info<std::string>("locationTitle"), "Photo Library");
+    EXPECT_NEAR(*finished->info<double>("length"), 29.0 / 30, 1e-9);
     EXPECT_FALSE(recorder_.isRecording().value());
     EXPECT_EQ(recorder_.displayDuration().value(), std::nullopt);
 
@@ -207,21 +207,15 @@ TEST_F(TavoRecorderFfmpegTest, AnOutputWithoutFramesFailsAtStopWhileTheOtherIsSa
 TEST_F(TavoRecorderFfmpegTest, StoppingWithNothingWrittenThrowsAndPostsNothing) {
   useOutputs(1);
   start();
-  try {
-    recorder_.stopRecording();
-    ADD_FAILURE() << "stop saved a file that has no frame";
-  } catch (const VideoRecorderError& error) {
-    EXPECT_EQ(error.argument(), "Cannot stop recording: writer is in idle state");
-  }
+  EXPECT_THAT([&] { recorder_.stopRecording(); },
+              ::testing::Throws<VideoRecorderError>(::testing::Property(
+                  &VideoRecorderError::argument, "Cannot stop recording: writer is in idle state")));
   EXPECT_FALSE(notifications_.last(TavoRecorder::recordingDidFinishNotification));
   EXPECT_FALSE(fs::exists(scratch_ / "take.mov"));
   EXPECT_EQ(recorder_.duration(), kCMTimeZero);
-  try {
-    recorder_.stopRecording();
-    ADD_FAILURE() << "a second stop found a recording";
-  } catch (const VideoRecorderError& error) {
-    EXPECT_EQ(error.errorCase(), VideoRecorderError::Case::noRecordingInProgress);
-  }
+  EXPECT_THAT([&] { recorder_.stopRecording(); },
+              ::testing::Throws<VideoRecorderError>(::testing::Property(
+                  &VideoRecorderError::errorCase, VideoRecorderError::Case::noRecordingInProgress)));
 }
 
 TEST_F(TavoRecorderFfmpegTest, ConcurrentProducersWriteEveryBufferInOrder) {

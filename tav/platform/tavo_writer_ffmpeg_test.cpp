@@ -42,10 +42,7 @@ TEST(TavoWriter, WritesARealMovieThatStartsAtTheFirstVideoFrame) {
 
   MediaSettings video = RecordingVideoSettings::videoSettings(64, 64, 30, false);
   video[TavVideoEncoderPresetKey] = "ultrafast";
-  MediaSettings audio;
-  audio[AVFormatIDKey] = kAudioFormatMPEG4AAC;
-  audio[AVSampleRateKey] = 48000;
-  audio[AVNumberOfChannelsKey] = 2;
+  const MediaSettings audio{{AVFormatIDKey, kAudioFormatMPEG4AAC}, {AVSampleRateKey, 48000}, {AVNumberOfChannelsKey, 2}};
   const Url url = Url::fileUrl(scratch / "clip.mov");
   writer.start(url, video, audio, true, FileType::quickTimeMovie, {});
   EXPECT_EQ(TavoWriter::currentOutputURL(store).get(), url);

@@ -139,8 +139,7 @@ TEST_F(AnimatedImageControllerTest, AFailedLoadChangesNothing) {
 TEST_F(AnimatedImageControllerTest, GetInfoClampsTheFileDelaysAndDestroyingStopsTheTimer) {
   const std::optional<GifInfo> info = AnimatedImageController::getInfo(writeGif(2, 1));
   ASSERT_TRUE(info);
-  EXPECT_EQ(info->frameDurations, (std::vector<double>{0.02, 0.02}));
-  EXPECT_EQ(info->pixelWidth, 2);
+  EXPECT_EQ(std::tuple(info->frameDurations, info->pixelWidth), std::tuple(std::vector<double>{0.02, 0.02}, 2));
   EXPECT_TRUE(info->images.empty());
   EXPECT_EQ(AnimatedImageController::getInfo(writeGif(1, 0, "zero.gif"))->frameDurations, std::vector<double>{0.1});
 

@@ -62,8 +62,7 @@ TEST(BasicAnimation, OppositeTurnsRoundWithoutAJump) {
   time.advance(0.25);  // the value last read counts, not the time since
   BasicAnimation closing = opening.opposite();
   EXPECT_TRUE(closing.isReversing());
-  EXPECT_EQ(closing.startTime(), 100.625);
-  EXPECT_EQ(closing.getCurrentProgress(), 0.375);
+  EXPECT_EQ(std::tuple(closing.startTime(), closing.getCurrentProgress()), std::tuple(100.625, 0.375));
   time.advance(0.125);
   EXPECT_EQ(closing.getCurrentProgress(), 0.25);
   time.advance(1.0);

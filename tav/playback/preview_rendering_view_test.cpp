@@ -26,8 +26,7 @@ TEST(PreviewRenderingView, AFailedRendererIsClearedAndTheNextFrameShowsAsUsual) 
   for (const auto& event : surface->events()) kinds.push_back(event.kind);
   EXPECT_EQ(kinds, (std::vector<Kind>{Kind::enqueue, Kind::enqueue, Kind::flushAndRemoveImage, Kind::enqueue}));
   EXPECT_EQ(surface->events().back().presentationTime, CMTime::make(2, 30));
-  EXPECT_EQ(surface->status(), VideoSurface::Status::rendering);
-  EXPECT_EQ(surface->displayedFrames(), 1u);
+  EXPECT_EQ(std::tuple(surface->status(), surface->displayedFrames()), std::tuple(VideoSurface::Status::rendering, 1u));
 
   view.clear();
   EXPECT_EQ(surface->events().back().kind, Kind::flushAndRemoveImage);

@@ -82,8 +82,7 @@ class ScriptedAsset final : public Asset {
   const Url& url() const override { return url_; }
   CMTime duration() const override { return CMTime::make(10, 1); }
   std::vector<AssetTrack> tracksWithMediaType(const MediaStreamType& type) const override {
-    if (!type.isVideo()) return {};
-    return {AssetTrack{}};
+    return type.isVideo() ? std::vector{AssetTrack{}} : std::vector<AssetTrack>{};
   }
   std::unique_ptr<AssetReader> makeReader() const override { return std::make_unique<Reader>(samples_); }
 
@@ -92,8 +91,7 @@ class ScriptedAsset final : public Asset {
     std::vector<CMSampleBuffer> samples;
     std::size_t next = 0;
     std::optional<CMSampleBuffer> copyNextSampleBuffer() override {
-      if (next == samples.size()) return std::nullopt;
-      return samples[next++];
+      return next == samples.size() ? std::nullopt : std::optional(samples[next++]);
     }
   };
   struct Reader final : AssetReader {

@@ -98,18 +98,28 @@ struct Harness {
   std::shared_ptr<VideoFileController> controller;
 };
 
-/// A controller over a movie made in `scratch`, started.
-Harness started(const ScratchDirectory& scratch, const char* name, const TestMovie& movie, Looping looping) {
-  Harness harness(makeTestMovie(scratch / name, movie), looping);
+/// A controller over `file`, started.
+Harness started(const std::filesystem::path& file, Looping looping) {
+  Harness harness(file, looping);
   harness.controller->start();
   return harness;
 }
 
+/// A controller over a movie made in `scratch`, started.
+Harness started(const ScratchDirectory& scratch, const std::string& name, const TestMovie& movie, Looping looping) {
+  return started(makeTestMovie(scratch / name, movie), looping);
+}
+
+/// Each test makes its movies in a scratch folder of its own.
+class VideoFileControllerTest : public ::testing::Test {
+ protected:
+  ScratchDirectory scratch;
+};
+
 /// Frame n of a 30 fps file, in seconds.
 double frame(int n) { return n / 30.0; }
 
-TEST(VideoFileController, BounceRunsBackToTheStartFrameByFrameAndTurnsForward) {
-  ScratchDirectory scratch;
+TEST_F(VideoFileControllerTest, BounceRunsBackToTheStartFrameByFrameAndTurnsForward) {
   // 2 s at 30 fps with a sync sample every 0.5 s; so short that the warm-up starts at the first tick.
   Harness harness = started(scratch, "bounce.mp4", TestMovie{.gop = 15, .audio = false}, Looping::bounce);
   harness.settle();
@@ -124,13 +134,12 @@ TEST(VideoFileController, BounceRunsBackToTheStartFrameByFrameAndTurnsForward) {
   const std::vector<double> times = harness.delegate->times();
   ASSERT_EQ(times.size(), expected.size());
   for (std::size_t i = 0; i < times.size(); ++i) EXPECT_NEAR(times[i], expected[i], 1e-6) << "frame " << i;
-  EXPECT_EQ(harness.delegate->willStopCalls, 1);  // the turn at the start
-  EXPECT_EQ(harness.controller->statistics().stalls, 0u);
+  // One stop, the turn at the start, and no stall.
+  EXPECT_EQ(std::tuple(harness.delegate->willStopCalls, harness.controller->statistics().stalls), std::tuple(1, 0u));
   EXPECT_TRUE(harness.delegate->frames.back().attachments().displayImmediately);
 }
 
-TEST(VideoFileController, LongGopWithOnlyTheFirstSyncSampleStillReversesEveryFrame) {
-  ScratchDirectory scratch;
+TEST_F(VideoFileControllerTest, LongGopWithOnlyTheFirstSyncSampleStillReversesEveryFrame) {
   Harness harness =
       started(scratch, "one-sync.mp4", TestMovie{.seconds = 5, .gop = 0, .audio = false}, Looping::bounce);
   harness.tick(150 + 1 + 150);
@@ -140,8 +149,7 @@ TEST(VideoFileController, LongGopWithOnlyTheFirstSyncSampleStillReversesEveryFra
   EXPECT_EQ(harness.controller->statistics().stalls, 0u);
 }
 
-TEST(VideoFileController, AudioRunsAFifthOfASecondAheadAndStopsWhileReversing) {
-  ScratchDirectory scratch;
+TEST_F(VideoFileControllerTest, AudioRunsAFifthOfASecondAheadAndStopsWhileReversing) {
   Harness harness = started(scratch, "audio.mp4", TestMovie{.seconds = 2, .gop = 30, .audio = true}, Looping::bounce);
   harness.tick(30);
   RecordingDelegate& seen = *harness.delegate;
@@ -161,8 +169,7 @@ TEST(VideoFileController, AudioRunsAFifthOfASecondAheadAndStopsWhileReversing) {
   EXPECT_EQ(seen.audioCalls, callsAtTurn);
 }
 
-TEST(VideoFileController, RotatedFilesArriveUprightForwardsAndBackwards) {
-  ScratchDirectory scratch;
+TEST_F(VideoFileControllerTest, RotatedFilesArriveUprightForwardsAndBackwards) {
   struct Case {
     int rotation;
     int markerX, markerY;  // inside the red box once turned; the picture is blue elsewhere
@@ -172,17 +179,15 @@ TEST(VideoFileController, RotatedFilesArriveUprightForwardsAndBackwards) {
   const Case cases[] = {{90, 90, 5, 96, 160}, {180, 150, 90, 160, 96}, {270, 5, 150, 96, 160}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.rotation);
-    const auto file = makeTestMovie(scratch / ("rotated-" + std::to_string(c.rotation) + ".mp4"),
-                                    TestMovie{.seconds = 1, .gop = 10, .audio = false, .rotation = c.rotation, .marker = true});
-    Harness harness(file, Looping::bounce);
-    harness.controller->start();
+    Harness harness = started(scratch, "rotated-" + std::to_string(c.rotation) + ".mp4",
+                              TestMovie{.seconds = 1, .gop = 10, .audio = false, .rotation = c.rotation, .marker = true},
+                              Looping::bounce);
     harness.tick(30 + 1 + 2);
     ASSERT_EQ(harness.delegate->frames.size(), 32u);
     for (std::size_t index : {std::size_t{0}, std::size_t{31}}) {  // forward, then reverse
       const VideoFrame* picture = harness.delegate->frames[index].videoFrame();
       ASSERT_NE(picture, nullptr);
-      EXPECT_EQ(picture->width, c.width);
-      EXPECT_EQ(picture->height, c.height);
+      EXPECT_EQ(std::pair(picture->width, picture->height), std::pair(c.width, c.height));
       const auto pixel = [&](int x, int y) { return picture->planes[0] + y * picture->strides[0] + x * 4; };
       EXPECT_GT(pixel(c.markerX, c.markerY)[2], 200) << "red at the marker, frame " << index;
       EXPECT_LT(pixel(c.markerX, c.markerY)[0], 60);
@@ -236,8 +241,7 @@ class CountingAsset final : public Asset {
   std::shared_ptr<Asset> real_;
 };
 
-TEST(VideoFileController, ScansSyncSamplesOnceAcrossStopsLoopsSeeksAndRestarts) {
-  ScratchDirectory scratch;
+TEST_F(VideoFileControllerTest, ScansSyncSamplesOnceAcrossStopsLoopsSeeksAndRestarts) {
   const auto file = makeTestMovie(scratch / "loop.mp4", TestMovie{.seconds = 0.5, .gop = 5, .audio = false});
   std::shared_ptr<CountingAsset> asset;
   Harness harness(file, Looping::loop, [&](const Url& url) {
@@ -251,13 +255,11 @@ TEST(VideoFileController, ScansSyncSamplesOnceAcrossStopsLoopsSeeksAndRestarts) 
   harness.controller->start();
   harness.controller->restart();
   harness.tick(3);
-  EXPECT_EQ(asset->scans->load(), 1);
-  EXPECT_EQ(harness.delegate->times().size(), 15u + 5u + 3u);
+  EXPECT_EQ(std::tuple(asset->scans->load(), harness.delegate->times().size()), std::tuple(1, 15u + 5u + 3u));
   EXPECT_GE(harness.delegate->willStopCalls, 3);  // the loop, the stop, the restart
 }
 
-TEST(VideoFileController, StoppingOrLettingGoInsideADelegateCallDoesNotDeadlock) {
-  ScratchDirectory scratch;
+TEST_F(VideoFileControllerTest, StoppingOrLettingGoInsideADelegateCallDoesNotDeadlock) {
   const auto file = makeTestMovie(scratch / "short.mp4", TestMovie{.seconds = 0.5, .audio = true});
   {
     Harness harness(file, Looping::loop);
@@ -268,8 +270,7 @@ TEST(VideoFileController, StoppingOrLettingGoInsideADelegateCallDoesNotDeadlock)
     harness.controller->start();
     harness.tick(3);
     EXPECT_FALSE(harness.controller->isRunning());
-    EXPECT_EQ(harness.delegate->frames.size(), 1u);
-    EXPECT_EQ(harness.delegate->willStopCalls, 1);
+    EXPECT_EQ(std::pair(harness.delegate->frames.size(), harness.delegate->willStopCalls), std::pair(std::size_t{1}, 1));
   }
   {
     Harness harness(file, Looping::loop);
@@ -279,13 +280,12 @@ TEST(VideoFileController, StoppingOrLettingGoInsideADelegateCallDoesNotDeadlock)
     (*held)->start();
     harness.tick(3);
     EXPECT_EQ(held->use_count(), 0);
-    EXPECT_EQ(harness.delegate->frames.size(), 1u);
-    EXPECT_EQ(harness.delegate->willStopCalls, 1);  // the destructor's stop
+    // One frame, and the destructor's stop.
+    EXPECT_EQ(std::pair(harness.delegate->frames.size(), harness.delegate->willStopCalls), std::pair(std::size_t{1}, 1));
   }
 }
 
-TEST(VideoFileController, SeekIsHeldInsideTheFileAndKeepsAPausedControllerPaused) {
-  ScratchDirectory scratch;
+TEST_F(VideoFileControllerTest, SeekIsHeldInsideTheFileAndKeepsAPausedControllerPaused) {
   Harness harness = started(scratch, "seek.mp4", TestMovie{.seconds = 2, .gop = 10, .audio = false}, Looping::playOnce);
   harness.tick(3);
   harness.controller->seek(100);
@@ -309,12 +309,10 @@ TEST(VideoFileController, SeekIsHeldInsideTheFileAndKeepsAPausedControllerPaused
   EXPECT_NEAR(harness.delegate->times().back(), 0.5, 1e-6);
 }
 
-TEST(VideoFileController, PlayOnceHoldsTheEndUntilRestartAndManualPauseSurvivesStart) {
-  ScratchDirectory scratch;
+TEST_F(VideoFileControllerTest, PlayOnceHoldsTheEndUntilRestartAndManualPauseSurvivesStart) {
   Harness harness = started(scratch, "once.mp4", TestMovie{.seconds = 0.5, .audio = false}, Looping::playOnce);
   harness.tick(15 + 5);
-  EXPECT_EQ(harness.delegate->frames.size(), 15u);
-  EXPECT_TRUE(harness.controller->isRunning());
+  EXPECT_EQ(std::tuple(harness.delegate->frames.size(), harness.controller->isRunning()), std::tuple(15u, true));
   harness.controller->start();  // still running: nothing
   harness.tick(2);
   EXPECT_EQ(harness.delegate->frames.size(), 15u);
@@ -333,8 +331,7 @@ TEST(VideoFileController, PlayOnceHoldsTheEndUntilRestartAndManualPauseSurvivesS
   EXPECT_FALSE(harness.controller->isPaused());
 }
 
-TEST(VideoFileController, ChangingTheModeWhileReversingGoesOnForwardFromThePresentTime) {
-  ScratchDirectory scratch;
+TEST_F(VideoFileControllerTest, ChangingTheModeWhileReversingGoesOnForwardFromThePresentTime) {
   Harness harness = started(scratch, "mode.mp4", TestMovie{.seconds = 1, .gop = 10, .audio = false}, Looping::bounce);
   harness.tick(30 + 1 + 10);  // ten frames into the reverse run
   const double reversedTo = harness.delegate->times().back();
@@ -346,8 +343,7 @@ TEST(VideoFileController, ChangingTheModeWhileReversingGoesOnForwardFromThePrese
   EXPECT_NEAR(times.back(), frame(21), 1e-6);
 }
 
-TEST(VideoFileController, FilesThatCannotPlayLogTheReasonAndStayUsable) {
-  ScratchDirectory scratch;
+TEST_F(VideoFileControllerTest, FilesThatCannotPlayLogTheReasonAndStayUsable) {
   const auto audioOnly = scratch / "audio-only.m4a";
   ASSERT_EQ(std::system(("ffmpeg -nostdin -v error -y -f lavfi -i sine=d=0.5 -c:a aac \"" + audioOnly.string() + "\"").c_str()), 0);
   struct Case {
@@ -374,15 +370,13 @@ TEST(VideoFileController, FilesThatCannotPlayLogTheReasonAndStayUsable) {
     ASSERT_EQ(errors.size(), 2u);
     EXPECT_EQ(errors[0].rfind(c.expected, 0), 0u) << errors[0];
     EXPECT_EQ(errors[1], "Failed to setup asset reader");
-    EXPECT_FALSE(harness.controller->isRunning());
-    EXPECT_FALSE(harness.controller->isReading());
+    EXPECT_EQ(std::pair(harness.controller->isRunning(), harness.controller->isReading()), std::pair(false, false));
     harness.controller->stop();
     harness.settle();
   }
 }
 
-TEST(VideoFileController, DamagedFilesPlayWhatTheyHold) {
-  ScratchDirectory scratch;
+TEST_F(VideoFileControllerTest, DamagedFilesPlayWhatTheyHold) {
   // Timestamps that jump 5 s after the first second, and a file cut in half (header first, so what
   // remains is still a movie).
   const auto jumping = makeTestMovie(scratch / "jump.mp4", TestMovie{.seconds = 2, .audio = false, .timestampJump = 5});
@@ -393,8 +387,7 @@ TEST(VideoFileController, DamagedFilesPlayWhatTheyHold) {
   std::filesystem::resize_file(cut, std::filesystem::file_size(cut) / 2);
   for (const auto& file : {jumping, cut}) {
     SCOPED_TRACE(file.string());
-    Harness harness(file, Looping::bounce);
-    harness.controller->start();
+    Harness harness = started(file, Looping::bounce);
     harness.tick(200);
     EXPECT_GT(harness.delegate->frames.size(), 20u);
     harness.controller->stop();

@@ -77,10 +77,7 @@ TEST_F(ProfileManagerTest, SwitchingFindsATemplateOrMakesOneAndReusesIt) {
   takePosted();
   manager_.switchAspectRatio(AspectRatio::portrait);
   Profile made = manager_.activeProfile();
-  EXPECT_EQ(made.name, "Streaming (9:16)");
-  EXPECT_EQ(made.resolution, (Profile::Resolution{1080, 1920}));
-  EXPECT_EQ(made.frameRate.value, 60);
-  EXPECT_FALSE(made.isTemplate());
+  EXPECT_EQ(made, Profile(made.id, "Streaming (9:16)", {1080, 1920}, {60}, false));  // not a template
   EXPECT_EQ(takePosted(), (Strings{updated, activeChanged, aspectChanged}));
 
   manager_.switchAspectRatio(AspectRatio::landscape);

@@ -86,10 +86,7 @@ TEST(Profile, TemplatesTitlesAndUpdate) {
 
 TEST(Profile, NewProfileForAnAspect) {
   Profile portrait(AR::portrait);
-  EXPECT_EQ(portrait.name, "9:16");
-  EXPECT_EQ(portrait.resolution, (R{720, 1280}));
-  EXPECT_EQ(portrait.frameRate.value, 30);
-  EXPECT_EQ(portrait._isTemplate, false);
+  EXPECT_EQ(portrait, Profile(portrait.id, "9:16", {720, 1280}, {30}, false));
   EXPECT_EQ(portrait.id.size(), 36u);
   EXPECT_NE(portrait.id, Profile(AR::portrait).id);
   EXPECT_EQ(Profile(AR::threeByFour).resolution, (R{480, 640}));

@@ -1,5 +1,6 @@
 #include "tav/recording/isolated_recording_coordinator.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -42,14 +43,8 @@ class RecordingWriter final : public IsolatedSourceWriting {
   void abort() override { aborted_ = true; }
   std::int64_t recordedByteCount() override { return 10; }
 
-  std::vector<CMTime> videoTimes() const {
-    std::lock_guard lock(mutex_);
-    return videoTimes_;
-  }
-  std::vector<CMTime> audioTimes() const {
-    std::lock_guard lock(mutex_);
-    return audioTimes_;
-  }
+  std::vector<CMTime> videoTimes() const { return copied(videoTimes_); }
+  std::vector<CMTime> audioTimes() const { return copied(audioTimes_); }
   void failNow() { onFailure_(key_); }
 
   const std::string key_;
@@ -62,6 +57,10 @@ class RecordingWriter final : public IsolatedSourceWriting {
   std::atomic<bool> aborted_{false};
 
  private:
+  std::vector<CMTime> copied(const std::vector<CMTime>& times) const {
+    std::lock_guard lock(mutex_);
+    return times;
+  }
   void add(std::vector<CMTime>& times, const CMSampleBuffer& buffer) {
     std::lock_guard lock(mutex_);
     times.push_back(CMSampleBufferGetPresentationTimeStamp(buffer));
@@ -181,14 +180,12 @@ TEST_F(IsolatedRecordingCoordinatorTest, JumpAheadReanchorsOnceAndRestartContinu
   EXPECT_EQ(writerFor("restart")->videoTimes(),
             (std::vector<CMTime>{seconds(100.3), afterRestart, afterRestart + seconds(0.1),
                                  afterRestart + seconds(0.1) + step, afterRestart + seconds(0.1) + step + step}));
-  const auto count = [&](const std::string& text) {
-    std::size_t n = 0;
-    for (auto at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++n;
-    return n;
-  };
-  EXPECT_EQ(count("Isolated source jumpy's video clock jumped ahead of the host clock; re-anchoring its stem"), 1u)
-      << log;
-  EXPECT_EQ(count("Isolated source restart restarted its video timeline; continuing the stem's own"), 1u) << log;
+  // Each logged exactly once.
+  for (const std::string line : {"Isolated source jumpy's video clock jumped ahead of the host clock; re-anchoring its stem",
+                                 "Isolated source restart restarted its video timeline; continuing the stem's own"}) {
+    ASSERT_NE(log.find(line), std::string::npos) << log;
+    EXPECT_EQ(log.find(line), log.rfind(line)) << log;
+  }
 }
 
 TEST_F(IsolatedRecordingCoordinatorTest, PauseRemovesTheSameSpanFromEverySource) {
@@ -223,7 +220,7 @@ TEST_F(IsolatedRecordingCoordinatorTest, CapRefusesAFifthVideoSourceUntilASlotFr
   EXPECT_EQ(log.find("Isolated video-writer cap (4) reached; not recording source cam5 separately"),
             log.rfind("Isolated video-writer cap (4)"))
       << "one line per session: " << log;
-  EXPECT_NE(log.find("cam5 separately"), std::string::npos) << log;
+  EXPECT_THAT(log, ::testing::HasSubstr("cam5 separately"));
 
   writerFor("cam2")->failNow();
   EXPECT_FALSE(coordinator_.appendVideo(frameAt(seconds(100.1)), "cam2", false, false));
@@ -260,18 +257,17 @@ TEST_F(IsolatedRecordingCoordinatorTest, NamesFilesUniquelyWithPartnersAndMetada
   namedAudio("d", "Dee", false, IsolatedAudioStem::sharedWithVideo, kCMTimeZero);
   named("d#audio", "other", std::nullopt);
 
-  EXPECT_EQ(writerFor("a")->file_, fs::path("/session/Camera.mov"));
+  // "a#audio" is the video's partner; "c" shares its file, so it waits for its video.
+  const std::pair<const char*, const char*> files[] = {{"a", "Camera.mov"},      {"b", "Camera 2.mov"},
+                                                       {"a#audio", "Camera.m4a"}, {"c#audio", "a b.mov"},
+                                                       {"d", "Dee.m4a"},          {"d#audio", "Dee.mov"}};
+  for (const auto& [key, file] : files) EXPECT_EQ(writerFor(key)->file_, fs::path("/session") / file) << key;
+  EXPECT_EQ(writerFor("c"), nullptr);
   EXPECT_EQ(writerFor("a")->metadata_, (std::vector<MetadataItem>{commonTypeMetadataItem("camera")}));
-  EXPECT_EQ(writerFor("b")->file_, fs::path("/session/Camera 2.mov"));
   EXPECT_TRUE(writerFor("b")->metadata_.empty());
-  EXPECT_EQ(writerFor("a#audio")->file_, fs::path("/session/Camera.m4a")) << "the video's partner";
   EXPECT_EQ(writerFor("a#audio")->metadata_, (std::vector<MetadataItem>{commonTypeMetadataItem("microphone")}));
   EXPECT_EQ(writerFor("a#audio")->offset_, CMTime::make(1, 4));
   EXPECT_FALSE(writerFor("a#audio")->video_);
-  EXPECT_EQ(writerFor("c#audio")->file_, fs::path("/session/a b.mov"));
-  EXPECT_EQ(writerFor("c"), nullptr) << "audio sharing a file waits for its video";
-  EXPECT_EQ(writerFor("d")->file_, fs::path("/session/Dee.m4a"));
-  EXPECT_EQ(writerFor("d#audio")->file_, fs::path("/session/Dee.mov"));
   EXPECT_EQ(coordinator_.recordedByteCount(), 60);
 }
 
@@ -316,7 +312,7 @@ TEST_F(IsolatedRecordingCoordinatorTest, EndFinalisesEveryWriterAndAbortDiscards
   std::string log = ::testing::internal::GetCapturedStderr();
   EXPECT_TRUE(writerFor("one")->finalised_);
   EXPECT_TRUE(writerFor("two#audio")->finalised_);
-  EXPECT_NE(log.find("Isolated recording session ended; finalised 2 file(s)"), std::string::npos) << log;
+  EXPECT_THAT(log, ::testing::HasSubstr("Isolated recording session ended; finalised 2 file(s)"));
   EXPECT_EQ(log.find("ended", log.find("ended") + 1), std::string::npos) << log;
   EXPECT_FALSE(coordinator_.isActive());
   EXPECT_FALSE(coordinator_.appendVideo(frameAt(seconds(101)), "one", false, false));
@@ -329,17 +325,12 @@ TEST_F(IsolatedRecordingCoordinatorTest, EndFinalisesEveryWriterAndAbortDiscards
   coordinator_.abortAll();
   log = ::testing::internal::GetCapturedStderr();
   EXPECT_TRUE(writerFor("three")->aborted_);
-  EXPECT_NE(log.find("Isolated recording session aborted; discarded 1 partial file(s)"), std::string::npos) << log;
+  EXPECT_THAT(log, ::testing::HasSubstr("Isolated recording session aborted; discarded 1 partial file(s)"));
 }
 
 // Many capture threads at once, pausing and resuming meanwhile (on a host clock that stands still, so
 // no pause span is cut and every track must come out strictly increasing).
-TEST(IsolatedRecordingCoordinatorThreads, ManyProducersKeepEveryTrackMonotonic) {
-  std::mutex mutex;
-  std::vector<std::shared_ptr<RecordingWriter>> made;
-  std::atomic<double> host{100};
-  IsolatedRecordingCoordinator coordinator(recordingWriters(mutex, made), [&] { return host.load(); });
-  coordinator.begin(Url::fileUrl("/threads"), 4);
+TEST_F(IsolatedRecordingCoordinatorTest, ManyProducersKeepEveryTrackMonotonic) {
   constexpr int kSources = 8;
   constexpr int kBuffers = 400;
   // A producer can be scheduled entirely inside one pause; the tail it sends once the pausing is over
@@ -354,15 +345,9 @@ TEST(IsolatedRecordingCoordinatorThreads, ManyProducersKeepEveryTrackMonotonic) 
       const auto deliver = [&](int i) {
         const CMTime pts = seconds(origin) + CMTime::make(i, 30);
         if (s % 2 == 0) {
-          if (!coordinator.appendVideo(frameAt(pts), id, false, false)) {
-            coordinator.consumeVideo(
-                frameAt(pts), id, [&] { return id; }, [] { return std::nullopt; }, [] { return std::nullopt; },
-                [] { return kCMTimeZero; }, false, false);
-          }
-        } else if (!coordinator.appendAudio(audioAt(pts), id, IsolatedAudioStem::ownFile, false)) {
-          coordinator.consumeAudio(
-              audioAt(pts), id, [&] { return id; }, [] { return std::nullopt; }, [] { return false; },
-              IsolatedAudioStem::ownFile, [] { return kCMTimeZero; }, false);
+          if (!coordinator_.appendVideo(frameAt(pts), id, false, false)) video(id, pts);
+        } else if (!coordinator_.appendAudio(audioAt(pts), id, IsolatedAudioStem::ownFile, false)) {
+          audio(id, pts);
         }
       };
       for (int i = 0; i < kBuffers; ++i) deliver(i);
@@ -372,16 +357,16 @@ TEST(IsolatedRecordingCoordinatorThreads, ManyProducersKeepEveryTrackMonotonic) 
   }
   ::testing::internal::CaptureStderr();  // each zero-length pause is logged
   std::thread pauser([&] {
-    for (int i = 0; i < 50; ++i) coordinator.setPaused(i % 2 == 0);
-    coordinator.setPaused(false);
+    for (int i = 0; i < 50; ++i) coordinator_.setPaused(i % 2 == 0);
+    coordinator_.setPaused(false);
     pausingDone = true;
   });
   for (auto& producer : producers) producer.join();
   pauser.join();
-  coordinator.end();
+  coordinator_.end();
   ::testing::internal::GetCapturedStderr();
-  ASSERT_EQ(made.size(), static_cast<std::size_t>(kSources));
-  for (const auto& writer : made) {
+  ASSERT_EQ(made_.size(), static_cast<std::size_t>(kSources));
+  for (const auto& writer : made_) {
     const auto times = writer->video_ ? writer->videoTimes() : writer->audioTimes();
     EXPECT_FALSE(times.empty()) << writer->key_;
     for (std::size_t i = 1; i < times.size(); ++i) {

@@ -36,10 +36,8 @@ TEST_F(RecordingLocationHandlerFiles, FileNameIsTheDatedDefaultText) {
   // "Tavo Studio Recording 2026-01-02 13-14-15.mov"
   ASSERT_EQ(name.size(), std::string("Tavo Studio Recording 2026-01-02 13-14-15.mov").size());
   EXPECT_EQ(name.substr(0, 22), "Tavo Studio Recording ");
-  EXPECT_EQ(name.substr(26, 1), "-");
-  EXPECT_EQ(name.substr(32, 1), " ");
-  EXPECT_EQ(name.substr(35, 1), "-");
-  EXPECT_EQ(name.substr(38, 1), "-");
+  // The separators of the date and of the time.
+  EXPECT_EQ((std::string{name[26], name[32], name[35], name[38]}), "- --");
   EXPECT_TRUE(name.ends_with(".mov"));
 }
 
@@ -72,8 +70,7 @@ TEST_F(RecordingLocationHandlerFiles, SessionSubfolderAlsoForOneOutputWhenAsked)
 
 TEST_F(RecordingLocationHandlerFiles, OutputURLWithTwoSuffixesMakesAUniqueFolderBesideIt) {
   TavoRecorderConfiguration configuration{std::nullopt, Url::fileUrl(scratch_ / "x.mov")};
-  EXPECT_EQ(names(handler_.getRecordingURLs(configuration, {" A"})),
-            (std::vector<std::string>{"x.mov"}));
+  EXPECT_EQ(names(handler_.getRecordingURLs(configuration, {" A"})), (std::vector<std::string>{"x.mov"}));
   EXPECT_EQ(names(handler_.getRecordingURLs(configuration, {std::nullopt, " B"})),
             (std::vector<std::string>{"x/x.mov", "x/x B.mov"}));
   // "x" now exists.

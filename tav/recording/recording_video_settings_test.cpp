@@ -57,10 +57,9 @@ TEST(RecordingVideoSettings, FrameRateRules) {
 }
 
 TEST(RecordingVideoSettings, PresetIsJudgedByTheShortSide) {
-  EXPECT_EQ(RecordingVideoSettings::chosenPreset(3840, 2000, false), Preset::h264_1920x1080);
-  EXPECT_EQ(RecordingVideoSettings::chosenPreset(2160, 3840, false), Preset::h264_3840x2160);
-  EXPECT_EQ(RecordingVideoSettings::chosenPreset(2160, 2160, true), Preset::hevc3840x2160);
-  EXPECT_EQ(RecordingVideoSettings::chosenPreset(2158, 3840, true), Preset::hevc1920x1080);
+  const auto preset = &RecordingVideoSettings::chosenPreset;
+  EXPECT_EQ((std::vector{preset(3840, 2000, false), preset(2160, 3840, false), preset(2160, 2160, true), preset(2158, 3840, true)}),
+            (std::vector{Preset::h264_1920x1080, Preset::h264_3840x2160, Preset::hevc3840x2160, Preset::hevc1920x1080}));
 }
 
 TEST(RecordingVideoSettings, PresetDictionariesAreKeptAndTheirBitrateIsAFloor) {

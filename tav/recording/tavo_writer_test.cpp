@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <future>
@@ -15,6 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::ScriptedAssetWriterFactory;
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 CMSampleBuffer videoAt(std::int64_t value, std::int32_t timescale = 30) {
   static const auto pixels = std::shared_ptr<const std::uint8_t>(new std::uint8_t[6]{}, std::default_delete<std::uint8_t[]>());
@@ -26,12 +29,7 @@ CMSampleBuffer audioAt(std::int64_t value, std::int32_t timescale = 30) {
   return CMSampleBuffer::audio(AudioBufferData{1, 48000, 4, samples}, CMTime::make(value, timescale));
 }
 
-MediaSettings stereo(int channels) {
-  MediaSettings settings;
-  settings[AVFormatIDKey] = kAudioFormatMPEG4AAC;
-  settings[AVNumberOfChannelsKey] = channels;
-  return settings;
-}
+MediaSettings stereo(int channels) { return {{AVFormatIDKey, kAudioFormatMPEG4AAC}, {AVNumberOfChannelsKey, channels}}; }
 
 /// A writer on a scripted factory and an in-memory store, writing into a scratch folder.
 class TavoWriterTest : public ::testing::Test {
@@ -80,8 +78,8 @@ TEST_F(TavoWriterTest, StartConfiguresInputsFragmentsAndTheMark) {
   EXPECT_EQ(factory_.input(MediaStreamType::video())->outputSettings->at(AVVideoWidthKey).as_int64(), 1920);
   EXPECT_EQ(mark(), fileURL());
   EXPECT_FALSE(fs::exists(scratch_ / "take.mov"));  // the file comes with the first buffer
-  EXPECT_NE(log.find("Output URL: " + (scratch_ / "take.mov").string()), std::string::npos) << log;
-  EXPECT_NE(log.find("Configured AVAssetWriter and inputs. Ready to record."), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr("Output URL: " + (scratch_ / "take.mov").string()));
+  EXPECT_THAT(log, HasSubstr("Configured AVAssetWriter and inputs. Ready to record."));
 
   TavoWriter audioFile = makeWriter(false);
   audioFile.start(fileURL("voice.m4a"), std::nullopt, stereo(1), false, FileType::appleM4A, {});
@@ -110,7 +108,7 @@ TEST_F(TavoWriterTest, AudioBeforeTheFirstVideoFrameIsDroppedAndCreatesNothing) 
   EXPECT_FALSE(writer.sessionStartTime().has_value());
 
   std::string log = stderrOf([&] { writer.write(videoAt(10), MediaStreamType::video()); });
-  EXPECT_NE(log.find("Recording session started at first video sample"), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr("Recording session started at first video sample"));
   EXPECT_EQ(script->sessionStart, CMTime::make(10, 30));
   EXPECT_TRUE(fs::exists(scratch_ / "take.mov"));
 
@@ -125,7 +123,7 @@ TEST_F(TavoWriterTest, AudioOnlyWriterStartsAtItsFirstAudioBuffer) {
   TavoWriter writer = makeWriter();
   writer.start(fileURL("voice.m4a"), std::nullopt, stereo(2), false, FileType::appleM4A, {});
   std::string log = stderrOf([&] { writer.write(audioAt(7), MediaStreamType::audio()); });
-  EXPECT_NE(log.find("Recording session started at first audio sample"), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr("Recording session started at first audio sample"));
   EXPECT_EQ(factory_.writer(0)->sessionStart, CMTime::make(7, 30));
   EXPECT_EQ(writer.counts(), (TavoWriter::Counts{0, 1, 0, 0}));
   EXPECT_EQ(recorderErrorOf([&] { writer.write(videoAt(8), MediaStreamType::video()); }).what(),
@@ -143,11 +141,11 @@ TEST_F(TavoWriterTest, DropsLogTheFirstAndEveryHundredthPerMedium) {
     writer.write(audioAt(1), MediaStreamType::audio());
     writer.write(audioAt(2), MediaStreamType::audio());
   });
-  EXPECT_NE(log.find("video input not ready — dropped 1 frames so far"), std::string::npos) << log;
-  EXPECT_NE(log.find("video input not ready — dropped 100 frames so far"), std::string::npos) << log;
-  EXPECT_EQ(log.find("dropped 2 frames"), std::string::npos) << log;
-  EXPECT_EQ(log.find("dropped 99 frames"), std::string::npos) << log;
-  EXPECT_NE(log.find("audio input not ready — dropped 1 frames so far"), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr("video input not ready — dropped 1 frames so far"));
+  EXPECT_THAT(log, HasSubstr("video input not ready — dropped 100 frames so far"));
+  EXPECT_THAT(log, Not(HasSubstr("dropped 2 frames")));
+  EXPECT_THAT(log, Not(HasSubstr("dropped 99 frames")));
+  EXPECT_THAT(log, HasSubstr("audio input not ready — dropped 1 frames so far"));
   EXPECT_EQ(writer.counts(), (TavoWriter::Counts{1, 0, 100, 2}));
 }
 
@@ -166,7 +164,7 @@ TEST_F(TavoWriterTest, FinishWithoutBuffersIsRefusedAndAbortLeavesNoFile) {
   std::string log = stderrOf([&] { writer.abort(); });
   EXPECT_FALSE(fs::exists(scratch_ / "take.mov"));
   EXPECT_FALSE(factory_.writer(0)->called("cancelWriting"));
-  EXPECT_NE(log.find("Writer aborted; state reset"), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr("Writer aborted; state reset"));
   EXPECT_EQ(mark(), std::nullopt);
   writer.abort();  // again, and without a writer: harmless
 }
@@ -204,7 +202,7 @@ TEST_F(TavoWriterTest, StartIsRefusedUnlessIdleAndAFactoryFailureLeavesItPrepari
 TEST_F(TavoWriterTest, ZeroChannelsGiveNoAudioInput) {
   TavoWriter writer = makeWriter();
   std::string log = stderrOf([&] { writer.start(fileURL(), std::nullopt, stereo(0), true, FileType::quickTimeMovie, {}); });
-  EXPECT_NE(log.find("Provided number of channels is 0, defaulting to no audio"), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr("Provided number of channels is 0, defaulting to no audio"));
   EXPECT_EQ(factory_.writer(0)->inputs, (std::vector<MediaStreamType>{MediaStreamType::video()}));
   writer.write(videoAt(0), MediaStreamType::video());
   VideoRecorderError error = recorderErrorOf([&] { writer.write(audioAt(1), MediaStreamType::audio()); });
@@ -224,7 +222,7 @@ TEST_F(TavoWriterTest, MediaWriterFailuresReachTheCaller) {
   TavoWriter cannotStart = makeWriter(false);
   startWithBoth(cannotStart);
   std::string log = failedWrite(cannotStart, 0);
-  EXPECT_NE(log.find("startWriting() failed: cannot create"), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr("startWriting() failed: cannot create"));
   // Back to idle; the writer now reports its failure as its own error.
   try {
     cannotStart.write(videoAt(1), MediaStreamType::video());
@@ -232,7 +230,7 @@ TEST_F(TavoWriterTest, MediaWriterFailuresReachTheCaller) {
   } catch (const VideoRecorderError&) {
     ADD_FAILURE() << "expected the writer's own error";
   } catch (const std::runtime_error& error) {
-    EXPECT_NE(std::string(error.what()).find("cannot create"), std::string::npos);
+    EXPECT_THAT(error.what(), HasSubstr("cannot create"));
   }
 
   factory_.prepareWriter = nullptr;
@@ -241,12 +239,12 @@ TEST_F(TavoWriterTest, MediaWriterFailuresReachTheCaller) {
   refused.write(videoAt(0), MediaStreamType::video());
   factory_.input(MediaStreamType::video())->setAppendResult(false);
   log = failedWrite(refused, 1);
-  EXPECT_NE(log.find("append() failed for video. Writer status: 1, error: none"), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr("append() failed for video. Writer status: 1, error: none"));
   EXPECT_EQ(refused.counts().videoFrameCount, 1);
 
   factory_.writer(1)->fail(std::nullopt);
   log = failedWrite(refused, 2);
-  EXPECT_NE(log.find("Writer flipped to .failed mid-session: none"), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr("Writer flipped to .failed mid-session: none"));
 
   TavoWriter failedEarly = makeWriter(false);
   startWithBoth(failedEarly);
@@ -278,9 +276,8 @@ TEST_F(TavoWriterTest, FinishServesOtherCallsWhileTheFileCompletes) {
   finishing.get();
   log = ::testing::internal::GetCapturedStderr();
 
-  EXPECT_NE(log.find("Recording stats — video: 1 written, 0 dropped | audio: 1 written, 0 dropped"), std::string::npos)
-      << log;
-  EXPECT_NE(log.find("Successfully finished recording"), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr("Recording stats — video: 1 written, 0 dropped | audio: 1 written, 0 dropped"));
+  EXPECT_THAT(log, HasSubstr("Successfully finished recording"));
   EXPECT_EQ(mark(), std::nullopt);
   EXPECT_EQ(writer.recordedFileSize(), 0);  // no file any more
   EXPECT_TRUE(fs::exists(scratch_ / "take.mov"));
@@ -293,9 +290,9 @@ TEST_F(TavoWriterTest, FileSizeFailuresAreLoggedFromTheFourthInARow) {
   std::string quiet = stderrOf([&] {
     for (int i = 0; i < 3; ++i) EXPECT_EQ(writer.recordedFileSize(), 0);
   });
-  EXPECT_EQ(quiet.find("Can't get recorded file size"), std::string::npos) << quiet;
+  EXPECT_THAT(quiet, Not(HasSubstr("Can't get recorded file size")));
   std::string loud = stderrOf([&] { EXPECT_EQ(writer.recordedFileSize(), 0); });
-  EXPECT_NE(loud.find("Can't get recorded file size: "), std::string::npos) << loud;
+  EXPECT_THAT(loud, HasSubstr("Can't get recorded file size: "));
 
   writer.write(videoAt(0), MediaStreamType::video());
   EXPECT_EQ(writer.recordedFileSize(), 8);  // "scripted"
@@ -303,7 +300,7 @@ TEST_F(TavoWriterTest, FileSizeFailuresAreLoggedFromTheFourthInARow) {
   quiet = stderrOf([&] {
     for (int i = 0; i < 3; ++i) writer.recordedFileSize();
   });
-  EXPECT_EQ(quiet.find("Can't get recorded file size"), std::string::npos) << quiet;
+  EXPECT_THAT(quiet, Not(HasSubstr("Can't get recorded file size")));
 }
 
 /// A media library that records what it is given and moves files into its own folder.
@@ -329,22 +326,14 @@ class FakeMediaLibrary final : public MediaLibrary {
   fs::path folder_;
 };
 
-class TemporaryDirectoryOverride {
- public:
+/// Points TMPDIR at a folder while it lives, then puts back what was there.
+struct TemporaryDirectoryOverride {
   explicit TemporaryDirectoryOverride(const fs::path& directory) {
-    if (const char* before = std::getenv("TMPDIR")) before_ = before;
+    if (const char* value = std::getenv("TMPDIR")) before = value;
     ::setenv("TMPDIR", directory.c_str(), 1);
   }
-  ~TemporaryDirectoryOverride() {
-    if (before_) {
-      ::setenv("TMPDIR", before_->c_str(), 1);
-    } else {
-      ::unsetenv("TMPDIR");
-    }
-  }
-
- private:
-  std::optional<std::string> before_;
+  ~TemporaryDirectoryOverride() { before ? ::setenv("TMPDIR", before->c_str(), 1) : ::unsetenv("TMPDIR"); }
+  std::optional<std::string> before;
 };
 
 TEST_F(TavoWriterTest, RecoveryFindsTheMarkedFileInTheTemporaryDirectory) {
@@ -371,7 +360,7 @@ TEST_F(TavoWriterTest, RecoveryFindsTheMarkedFileInTheTemporaryDirectory) {
   EXPECT_EQ(library.added, (std::vector<fs::path>{scratch_ / "tmp" / "cut.mov"}));
   EXPECT_TRUE(fs::exists(scratch_ / "library" / "cut.mov"));
   EXPECT_TRUE(markHandle.get().has_value());
-  EXPECT_EQ(log.find("Failed"), std::string::npos) << log;
+  EXPECT_THAT(log, Not(HasSubstr("Failed")));
   TavoWriter::saveInterruptedRecording(store_, library);
   EXPECT_EQ(markHandle.get(), std::nullopt);
 }
@@ -384,11 +373,9 @@ TEST_F(TavoWriterTest, RecoveryFailuresAreLoggedAndKeepTheFile) {
 
   library.status = MediaLibraryAuthorizationStatus::denied;
   std::string log = stderrOf([&] { TavoWriter::saveInterruptedRecording(store_, library); });
-  EXPECT_NE(log.find("Could not save the recording to photo library: no permission"), std::string::npos) << log;
-  EXPECT_NE(log.find("Failed to save interrupted recording to photo library: Photo library permissions have not been "
-                     "given to Tavo Studio"),
-            std::string::npos)
-      << log;
+  EXPECT_THAT(log, HasSubstr("Could not save the recording to photo library: no permission"));
+  EXPECT_THAT(log, HasSubstr("Failed to save interrupted recording to photo library: Photo library permissions have "
+                             "not been given to Tavo Studio"));
 
   library.status = MediaLibraryAuthorizationStatus::authorized;
   library.failChanges = true;

@@ -81,8 +81,7 @@ TEST_F(AppEventReporterTest, SendsEachEventAsOneRequestWithItsPayloadUnderDataOb
 
   const auto sent = transport_->sent();
   ASSERT_EQ(sent.size(), 3u);
-  EXPECT_EQ(sent[0].method, "POST");
-  EXPECT_EQ(sent[0].url, "https://nqs.morvane.com/nqs/app_events");
+  EXPECT_EQ(sent[0].method + " " + sent[0].url, "POST https://nqs.morvane.com/nqs/app_events");
   EXPECT_EQ(sent[0].headers.value("User-Agent"), "tavo-" + mainBundleInfo().version.value_or("") + "-1-2");
   const JsonValue first = parseJson(sent[0].body, boost::json::storage_ptr());
   const std::string id(first.at("id").as_string());
@@ -130,8 +129,7 @@ TEST_F(AppEventReporterTest, FailuresWithinOneWaitCountOnce) {
   report("b");
   report("c");
   failAll();
-  EXPECT_EQ(reporter_->consecutiveFailures(), 1);
-  EXPECT_EQ(scheduler_->requestedDelays().size(), 1u);
+  EXPECT_EQ(std::tuple(reporter_->consecutiveFailures(), scheduler_->requestedDelays().size()), std::tuple(1, 1u));
   EXPECT_EQ(pendingUIDs(), (std::vector<std::string>{"a", "b", "c"}));
 
   // A success resets the count and flushes; the flushed event failing again while the first timer is
@@ -142,8 +140,7 @@ TEST_F(AppEventReporterTest, FailuresWithinOneWaitCountOnce) {
   EXPECT_TRUE(reporter_->pendingEvents().empty());
   EXPECT_EQ(transport_->waitingCount(), 3u);  // a, b and c sent again
   failAll();
-  EXPECT_EQ(reporter_->consecutiveFailures(), 0);
-  EXPECT_EQ(scheduler_->requestedDelays().size(), 1u);
+  EXPECT_EQ(std::tuple(reporter_->consecutiveFailures(), scheduler_->requestedDelays().size()), std::tuple(0, 1u));
   EXPECT_TRUE(reporter_->isRetryScheduled());
 }
 
@@ -157,8 +154,7 @@ TEST_F(AppEventReporterTest, AnswersOfTheServiceDropTheEvent) {
     transport_->answerNext(answer);
   }
   EXPECT_EQ(pendingUIDs(), std::vector<std::string>{"a"});  // waits for the next success or the timer
-  EXPECT_EQ(reporter_->consecutiveFailures(), 1);
-  EXPECT_EQ(scheduler_->requestedDelays().size(), 1u);
+  EXPECT_EQ(std::tuple(reporter_->consecutiveFailures(), scheduler_->requestedDelays().size()), std::tuple(1, 1u));
 }
 
 TEST_F(AppEventReporterTest, LateResultsAndTimersOfAGoneReporterAreDropped) {
@@ -206,8 +202,7 @@ TEST(AppEventReporterOverHTTP, PostsToTheServiceAndQueuesWhileItIsUnreachable) {
   for (int i = 0; i < 20; ++i) reporter->videoPlayed(std::to_string(i));
   scheduler->runPending();
   for (int spins = 0; reporter->pendingEvents().size() < 16 && spins < 2000; ++spins) std::this_thread::sleep_for(5ms);
-  EXPECT_EQ(reporter->pendingEvents().size(), 16u);
-  EXPECT_EQ(reporter->consecutiveFailures(), 1);
+  EXPECT_EQ(std::tuple(reporter->pendingEvents().size(), reporter->consecutiveFailures()), std::tuple(16u, 1));
 }
 
 }  // namespace

@@ -2,13 +2,14 @@
 
 #include <stdlib.h>
 
-#include <fstream>
 #include <future>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tav/foundation/exception_description.hpp"
 #include "tav/foundation/staging_directory.hpp"
+#include "tav/platform/atomic_file.hpp"
 #include "tav/platform/curl_requestor.hpp"
 #include "tav/testing/captured_log.hpp"
 #include "tav/testing/loopback_http_server.hpp"
@@ -21,11 +22,6 @@ namespace {
 using namespace std::chrono_literals;
 using Answer = testing::LoopbackHTTPServer::Answer;
 using Feedback = AppFeedbackReporter::Feedback;
-
-std::string readAll(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 class AppFeedbackReporterTest : public ::testing::Test {
  protected:
@@ -81,9 +77,9 @@ TEST_F(AppFeedbackReporterTest, PostsTheFeedbackThenPutsTheZipOfTheLogsToTheURLI
   const auto zip = scratch_.write("sent.zip", requests[1].body);
   StagingDirectory unpacked;
   ASSERT_TRUE(unpacked.unarchiveFiles(zip.string()));
-  EXPECT_EQ(readAll(unpacked.path() / "studio.log"), "line 1\n");
-  EXPECT_EQ(readAll(unpacked.path() / "crash" / "report.txt"), "boom");
-  EXPECT_EQ(readAll(unpacked.path() / "phone.zip"), "PK-bytes");
+  EXPECT_EQ(readWholeFile(unpacked.path() / "studio.log"), "line 1\n");
+  EXPECT_EQ(readWholeFile(unpacked.path() / "crash" / "report.txt"), "boom");
+  EXPECT_EQ(readWholeFile(unpacked.path() / "phone.zip"), "PK-bytes");
 }
 
 TEST_F(AppFeedbackReporterTest, EveryOutcomeEndsInOneCompletion) {
@@ -111,11 +107,8 @@ TEST_F(AppFeedbackReporterTest, EveryOutcomeEndsInOneCompletion) {
     const std::size_t before = server_.requests().size();
     server_.script(c.answers);
     const std::string error = describe(send(adHoc, c.logs));
-    if (c.error.empty()) {
-      EXPECT_EQ(error, "");
-    } else {
-      EXPECT_NE(error.find(c.error), std::string::npos) << error;
-    }
+    EXPECT_THAT(error, c.error.empty() ? ::testing::Matcher<std::string>(::testing::IsEmpty())
+                                       : ::testing::HasSubstr(c.error));
     const auto requests = server_.requests();
     ASSERT_EQ(requests.size() - before, c.requests);
     if (c.requests > 0) {
@@ -136,9 +129,8 @@ TEST_F(AppFeedbackReporterTest, ARejectedFeedbackIsLoggedWithTheRecord) {
   send(Feedback{"a@b.c", "slow", Feedback::Source::adHoc, std::nullopt});
   const auto lines = log.texts("AppFeedbackReporter");
   ASSERT_EQ(lines.size(), 1u);
-  EXPECT_TRUE(lines[0].starts_with(
-      R"(Error while sending app feedback (Feedback(email: "a@b.c", comments: "slow", source: adHoc, sentryEventId: nil)) to NQS: )"))
-      << lines[0];
+  EXPECT_THAT(lines[0], ::testing::StartsWith(
+      R"(Error while sending app feedback (Feedback(email: "a@b.c", comments: "slow", source: adHoc, sentryEventId: nil)) to NQS: )"));
 }
 
 }  // namespace

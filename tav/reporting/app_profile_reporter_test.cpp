@@ -57,8 +57,7 @@ TEST_F(AppProfileReporterTest, RetrySendsTheHeldOverListAndANewReportReplacesIt)
   reporter_.retryPendingUseCases();
   defaults_->set("NQS_PENDING_USE_CASES", JsonValue(boost::json::array()));
   reporter_.retryPendingUseCases();
-  EXPECT_TRUE(transport_->sent().empty());
-  EXPECT_TRUE(log.texts("AppProfileReporter").empty());
+  EXPECT_EQ(std::pair(transport_->sent().size(), log.texts("AppProfileReporter").size()), std::pair(0ul, 0ul));
 
   reporter_.reportUseCases({"gaming"});
   transport_->answerNext(ScriptedRequestTransport::refused());

@@ -5,6 +5,7 @@
 #include <future>
 #include <thread>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tav/platform/curl_requestor.hpp"
@@ -226,12 +227,8 @@ TEST_F(AppSessionAppConfigFetcherTest, ANetworkFlappingEvery100msFetchesAtMostOn
 TEST_F(AppSessionAppConfigFetcherTest, TheBaseClassRefusesToFetch) {
   AppConfigFetcherEnvironment environment{defaults_, &runLoop_, throttle_, std::make_unique<ScriptedNetworkPathMonitor>()};
   auto base = AppConfigFetcher<StudioConfig>::create<AppConfigFetcher<StudioConfig>>(std::move(environment));
-  try {
-    base->fetchConfig();
-    FAIL() << "the base class fetched";
-  } catch (const std::logic_error& error) {
-    EXPECT_STREQ(error.what(), "Override fetchConfig in your _AppConfigFetcher subclass!");
-  }
+  EXPECT_THAT([&] { base->fetchConfig(); }, ::testing::ThrowsMessage<std::logic_error>(::testing::StrEq(
+                                                "Override fetchConfig in your _AppConfigFetcher subclass!")));
 }
 
 TEST(AppSessionAppConfigFetcherOverHTTP, PostsTheSessionAndTakesTheConfigOfTheAnswer) {

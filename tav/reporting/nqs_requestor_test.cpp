@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tav/contracts/main_bundle.hpp"
@@ -102,12 +103,9 @@ TEST_F(NQSRequestorTest, BaseComesFromEnvironmentThenSettingsThenStaging) {
   EXPECT_EQ(NQSRequestor(transport_, identity_).apiBase()->absoluteString(), "https://nqs.internal.example/api/");
   setenv(NQSRequestor::baseURLEnvironmentVariable, "http://example.org/", 1);
   NQSRequestor refused(transport_, identity_);
-  try {
-    request(refused);
-    FAIL() << "a plain-http base off loopback was accepted";
-  } catch (const RequestorError& error) {
-    EXPECT_EQ(error.kind(), RequestorError::Kind::invalidRequest);
-  }
+  // A plain-http base off loopback is refused.
+  EXPECT_THAT([&] { request(refused); }, ::testing::Throws<RequestorError>(::testing::Property(
+                                             &RequestorError::kind, RequestorError::Kind::invalidRequest)));
   EXPECT_TRUE(transport_->sent().empty());
 }
 

@@ -1,5 +1,6 @@
 #include "tav/reporting/session_records.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tav/contracts/requestor.hpp"
@@ -61,12 +62,8 @@ TEST(SessionRecords, SceneInfoNeedsResolutionRateAndDurationOnly) {
   const SceneInfo minimal = decodeJson<SceneInfo>(R"({"outputResolution":[1280,720],"outputFPS":30,"duration":12})");
   EXPECT_EQ(minimal.outputResolution, (std::vector<int>{1280, 720}));
   EXPECT_EQ(encodeJson(minimal), R"({"outputResolution":[1280,720],"outputFPS":30,"duration":12})");
-  try {
-    decodeJson<SceneInfo>(R"({"outputFPS":30,"duration":12})");
-    FAIL() << "a scene without outputResolution was read";
-  } catch (const DecodingError& error) {
-    EXPECT_EQ(error.path(), "outputResolution");
-  }
+  EXPECT_THAT([] { (void)decodeJson<SceneInfo>(R"({"outputFPS":30,"duration":12})"); },
+              ::testing::Throws<DecodingError>(::testing::Property(&DecodingError::path, "outputResolution")));
 }
 
 }  // namespace

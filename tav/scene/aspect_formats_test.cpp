@@ -20,6 +20,10 @@ Geometry geometryOf(const SceneElement& element) {
   return {s.xPosition.value(), s.yPosition.value(), s.width.value(), s.height.value()};
 }
 
+Geometry translatedGeometry(const SceneElement& element, AspectRatio from, AspectRatio to) {
+  return geometryOf(Scene::translated(element, from, to));
+}
+
 TEST(SceneTranslated, QuarterLayerAtOriginKeepsItsPointSizeFromLandscapeToPortrait) {
   const SceneElement moved = Scene::translated(layerAt(1, 0, 0, 0.25, 0.25), AspectRatio::landscape,
                                                AspectRatio::portrait);
@@ -27,20 +31,16 @@ TEST(SceneTranslated, QuarterLayerAtOriginKeepsItsPointSizeFromLandscapeToPortra
   EXPECT_DOUBLE_EQ(g.w, 0.25 * 1920 / 1080);
   EXPECT_DOUBLE_EQ(g.h, 0.25 * 1080 / 1920);
   // Anchored left and top: the gaps of 0 stay 0.
-  EXPECT_EQ(g.x, 0);
-  EXPECT_EQ(g.y, 0);
-  EXPECT_EQ(moved.settingsUpdated(), true);
-  EXPECT_EQ(moved.id(), id(1));
+  EXPECT_EQ(std::tie(g.x, g.y), std::make_tuple(0.0, 0.0));
+  EXPECT_EQ(std::tuple(moved.settingsUpdated(), moved.id()), std::tuple(true, id(1)));
 }
 
 TEST(SceneTranslated, FullCanvasLayerStaysFullInEveryAspect) {
   for (AspectRatio from : allCases<AspectRatio>()) {
     for (AspectRatio to : allCases<AspectRatio>()) {
       const Geometry g = geometryOf(Scene::translated(layerAt(1, 0, 0, 1, 1), from, to));
-      EXPECT_EQ(g.x, 0) << rawValue(from) << " to " << rawValue(to);
-      EXPECT_EQ(g.y, 0) << rawValue(from) << " to " << rawValue(to);
-      EXPECT_EQ(g.w, 1) << rawValue(from) << " to " << rawValue(to);
-      EXPECT_EQ(g.h, 1) << rawValue(from) << " to " << rawValue(to);
+      EXPECT_EQ(std::tie(g.x, g.y, g.w, g.h), std::make_tuple(0.0, 0.0, 1.0, 1.0))
+          << rawValue(from) << " to " << rawValue(to);
     }
   }
 }
@@ -48,16 +48,14 @@ TEST(SceneTranslated, FullCanvasLayerStaysFullInEveryAspect) {
 TEST(SceneTranslated, AnchorsByThirdsWithCentreOnTheBoundariesCentred) {
   // Portrait to landscape: a width keeps its points at 1080 / 1920 = 0.5625 of its fraction.
   // Centre exactly 1/3: centred, so the centre stays at 1/3 (left would give 0).
-  Geometry g = geometryOf(Scene::translated(layerAt(1, 0, 0, 2.0 / 3.0, 0.1), AspectRatio::portrait,
-                                            AspectRatio::landscape));
+  Geometry g = translatedGeometry(layerAt(1, 0, 0, 2.0 / 3.0, 0.1), AspectRatio::portrait, AspectRatio::landscape);
   EXPECT_DOUBLE_EQ(g.w, 0.375);  // 2/3 * 0.5625
   EXPECT_DOUBLE_EQ(g.x, 1.0 / 3.0 - 0.1875);
   // Centre exactly 2/3: centred (right would give 1 - 0.375 - 0 = 0.625).
-  g = geometryOf(Scene::translated(layerAt(1, 1.0 / 3.0, 0, 2.0 / 3.0, 0.1), AspectRatio::portrait,
-                                   AspectRatio::landscape));
+  g = translatedGeometry(layerAt(1, 1.0 / 3.0, 0, 2.0 / 3.0, 0.1), AspectRatio::portrait, AspectRatio::landscape);
   EXPECT_DOUBLE_EQ(g.x, 2.0 / 3.0 - 0.1875);
   // Centre 0.3: left, the gap of 0.1 becomes 0.1 * 0.5625.
-  g = geometryOf(Scene::translated(layerAt(1, 0.1, 0, 0.4, 0.1), AspectRatio::portrait, AspectRatio::landscape));
+  g = translatedGeometry(layerAt(1, 0.1, 0, 0.4, 0.1), AspectRatio::portrait, AspectRatio::landscape);
   EXPECT_DOUBLE_EQ(g.x, 0.05625);
   // Vertically the top gap 0 stays 0, and the height keeps its points: 0.1 * 1920 / 1080.
   EXPECT_EQ(g.y, 0);
@@ -66,8 +64,7 @@ TEST(SceneTranslated, AnchorsByThirdsWithCentreOnTheBoundariesCentred) {
 
 TEST(SceneTranslated, RightAndBottomAnchorsKeepTheGapToTheFarEdge) {
   // Landscape to portrait, centre at 0.8 and 0.85: right and bottom.
-  const Geometry g = geometryOf(Scene::translated(layerAt(1, 0.7, 0.8, 0.2, 0.1), AspectRatio::landscape,
-                                                  AspectRatio::portrait));
+  const Geometry g = translatedGeometry(layerAt(1, 0.7, 0.8, 0.2, 0.1), AspectRatio::landscape, AspectRatio::portrait);
   // x: 1 - nw - gap * 16/9 with nw = 0.2 * 16/9 and the right gap 0.1.
   EXPECT_NEAR(g.x, 1 - 0.2 * 16 / 9 - 0.1 * 16 / 9, 1e-12);
   // y: 1 - nh - gap * 9/16 with nh = 0.1 * 9/16 and the bottom gap 0.1.
@@ -76,21 +73,20 @@ TEST(SceneTranslated, RightAndBottomAnchorsKeepTheGapToTheFarEdge) {
 
 TEST(SceneTranslated, FitsALayerThatFittedTheSourceOrNearlyKeepingItsProportions) {
   // Landscape to portrait: 0.9 wide becomes 1.6, so both sides shrink by 1 / 1.6 = 0.625.
-  const Geometry g = geometryOf(Scene::translated(layerAt(1, 0.05, 0.05, 0.9, 0.9), AspectRatio::landscape,
-                                                  AspectRatio::portrait));
+  const Geometry g = translatedGeometry(layerAt(1, 0.05, 0.05, 0.9, 0.9),
+                                        AspectRatio::landscape, AspectRatio::portrait);
   EXPECT_DOUBLE_EQ(g.w, 1.0);
   EXPECT_DOUBLE_EQ(g.h, 0.31640625);  // 0.9 * 9/16 * 0.625
   EXPECT_NEAR(g.x, 0, 1e-12);         // centred: 0.5 - 1 / 2
   EXPECT_DOUBLE_EQ(g.y, 0.341796875);  // centred: 0.5 - 0.31640625 / 2
 
   // A nearly full side counts as full.
-  EXPECT_EQ(geometryOf(Scene::translated(layerAt(1, 0, 0, 0.9995, 0.5), AspectRatio::landscape, AspectRatio::square)).w,
-            1);
+  EXPECT_EQ(translatedGeometry(layerAt(1, 0, 0, 0.9995, 0.5), AspectRatio::landscape, AspectRatio::square).w, 1);
 }
 
 TEST(SceneTranslated, OversizedLayerIsNeitherFittedNorClampedInX) {
-  const Geometry g = geometryOf(Scene::translated(layerAt(1, -0.25, 0.25, 1.5, 0.5), AspectRatio::landscape,
-                                                  AspectRatio::portrait));
+  const Geometry g = translatedGeometry(layerAt(1, -0.25, 0.25, 1.5, 0.5),
+                                        AspectRatio::landscape, AspectRatio::portrait);
   EXPECT_DOUBLE_EQ(g.w, 1.5 * 16 / 9);
   EXPECT_DOUBLE_EQ(g.h, 0.5 * 9 / 16);
   EXPECT_DOUBLE_EQ(g.x, 0.5 - 1.5 * 16 / 9 / 2);  // centred, left of the canvas
@@ -100,39 +96,33 @@ TEST(SceneTranslated, OversizedLayerIsNeitherFittedNorClampedInX) {
 TEST(SceneTranslated, ClampsALayerThatWouldLeaveTheCanvas) {
   // Landscape to portrait, centre 0.6 (centred): nw = 0.7 * 16/9 = 1.244 is fitted to 1, and the
   // centre 0.6 would put x at 0.1, past 1 - 1 = 0, so x is clamped to 0.
-  const Geometry g = geometryOf(Scene::translated(layerAt(1, 0.25, 0, 0.7, 0.1), AspectRatio::landscape,
-                                                  AspectRatio::portrait));
+  const Geometry g = translatedGeometry(layerAt(1, 0.25, 0, 0.7, 0.1), AspectRatio::landscape, AspectRatio::portrait);
   EXPECT_DOUBLE_EQ(g.w, 1);
   EXPECT_NEAR(g.x, 0, 1e-12);
   // Right anchored (centre 0.7): the right gap of 0.1 keeps its points.
-  const Geometry right = geometryOf(Scene::translated(layerAt(2, 0.5, 0, 0.4, 0.1), AspectRatio::landscape,
-                                                      AspectRatio::portrait));
+  const Geometry right = translatedGeometry(layerAt(2, 0.5, 0, 0.4, 0.1),
+                                            AspectRatio::landscape, AspectRatio::portrait);
   EXPECT_DOUBLE_EQ(right.w, 0.4 * 16 / 9);
   EXPECT_NEAR(right.x, 1 - 0.4 * 16 / 9 - 0.1 * 16 / 9, 1e-12);  // 0.111..., still on the canvas
 }
 
 TEST(SceneTranslated, FrameConstraintOverridesTheThirds) {
-  SceneElement frame = frameLayer(1);
-  frame.settings().xPosition = 0;
-  frame.settings().yPosition = 0;
-  frame.settings().width = 0.25;
-  frame.settings().height = 0.25;
+  SceneElement frame = at(frameLayer(1), Rect(0, 0, 0.25, 0.25));
   frame.type().frameSettings()->horizontalConstraint = SceneFrameConstraint::trailing;
   frame.type().frameSettings()->verticalConstraint = SceneFrameConstraint::center;
-  const Geometry g = geometryOf(Scene::translated(frame, AspectRatio::portrait, AspectRatio::landscape));
+  const Geometry g = translatedGeometry(frame, AspectRatio::portrait, AspectRatio::landscape);
   // Right: 1 - 0.25 * 0.5625 - (1 - 0 - 0.25) * 0.5625.
   EXPECT_DOUBLE_EQ(g.x, 0.4375);
   // Centred: 0.125 - 0.25 * 1920 / 1080 / 2 is below 0, clamped to 0.
   EXPECT_EQ(g.y, 0);
   frame.settings().yPosition = 0.5;
-  const Geometry h = geometryOf(Scene::translated(frame, AspectRatio::portrait, AspectRatio::landscape));
+  const Geometry h = translatedGeometry(frame, AspectRatio::portrait, AspectRatio::landscape);
   // Centre 0.625 (a middle third anyway) stays: 0.625 - 0.25 * 1920 / 1080 / 2.
   EXPECT_DOUBLE_EQ(h.y, 0.625 - 0.25 * 1920 / 1080 / 2);
   // Leading on a layer centred in the right third still keeps the left gap.
   frame.type().frameSettings()->horizontalConstraint = SceneFrameConstraint::leading;
   frame.settings().xPosition = 0.7;
-  EXPECT_DOUBLE_EQ(geometryOf(Scene::translated(frame, AspectRatio::portrait, AspectRatio::landscape)).x,
-                   0.7 * 0.5625);
+  EXPECT_DOUBLE_EQ(translatedGeometry(frame, AspectRatio::portrait, AspectRatio::landscape).x, 0.7 * 0.5625);
 }
 
 TEST(SceneTranslated, LayerWithoutGeometryOrSameAspectIsUnchanged) {
@@ -140,8 +130,7 @@ TEST(SceneTranslated, LayerWithoutGeometryOrSameAspectIsUnchanged) {
   element.settings().width.reset();
   element.setSettingsUpdated(false);
   const SceneElement same = Scene::translated(element, AspectRatio::landscape, AspectRatio::portrait);
-  EXPECT_EQ(same, element);
-  EXPECT_EQ(same.settingsUpdated(), false);
+  EXPECT_EQ(std::tuple(same, same.settingsUpdated()), std::tuple(element, false));
   const SceneElement full = layerAt(2, 0.1, 0.2, 0.3, 0.4);
   EXPECT_EQ(Scene::translated(full, AspectRatio::square, AspectRatio::square), full);
 }
@@ -163,8 +152,7 @@ TEST(SceneEnsureFormat, MissingSeedMakesAnEmptyBlackFormat) {
   SceneFormat expected;
   expected._backgroundColor = SceneColor::opaqueBlack();
   EXPECT_EQ(*made, expected);
-  EXPECT_EQ(scene.primaryAspect(), AspectRatio::landscape);
-  EXPECT_EQ(scene.activeAspect(), std::nullopt);
+  EXPECT_EQ(std::tuple(scene.primaryAspect(), scene.activeAspect()), std::tuple(AspectRatio::landscape, std::nullopt));
 }
 
 TEST(SceneEnsureFormat, SeedIsCopiedWithNewIdsAndTranslatedGeometry) {
@@ -182,14 +170,10 @@ TEST(SceneEnsureFormat, SeedIsCopiedWithNewIdsAndTranslatedGeometry) {
   ASSERT_EQ(groups.size(), 2u);
   const Uuid outer = copies[0].groupMembership().value().groupID;
   const Uuid inner = copies[1].groupMembership().value().groupID;
-  EXPECT_FALSE(groups.contains(id(10)));
-  EXPECT_FALSE(groups.contains(id(11)));
-  ASSERT_TRUE(groups.contains(outer));
-  ASSERT_TRUE(groups.contains(inner));
-  EXPECT_EQ(groups.at(outer).id, outer);
-  EXPECT_EQ(groups.at(outer).parentGroupID, std::nullopt);
-  EXPECT_EQ(groups.at(inner).parentGroupID, outer);
-  EXPECT_EQ(groups.at(inner).name, "Folder 11");
+  EXPECT_FALSE(groups.contains(id(10)) || groups.contains(id(11)));
+  ASSERT_TRUE(groups.contains(outer) && groups.contains(inner));
+  EXPECT_EQ(std::tie(groups.at(outer).id, groups.at(outer).parentGroupID), std::make_tuple(outer, std::nullopt));
+  EXPECT_EQ(std::tie(groups.at(inner).parentGroupID, groups.at(inner).name), std::make_tuple(outer, "Folder 11"));
   EXPECT_EQ(scene.backgroundColor(AspectRatio::portrait), SceneColor::opaqueBlack());
   // The seed is untouched.
   EXPECT_EQ(scene.elements(AspectRatio::landscape)[0].id(), id(1));
@@ -201,8 +185,7 @@ TEST(SceneEnsureFormat, NoIdentityIsSharedWithTheSeed) {
                            inGroup(maskedBy(shapeLayer(5), 6), 11), inGroup(shapeLayer(6), 11)},
                           {splitGroup(20), folder(10), folder(11, 10)});
   ASSERT_TRUE(scene.ensureFormat(AspectRatio::square, AspectRatio::landscape));
-  std::set<Uuid> seedIDs;
-  for (unsigned n : {1u, 2u, 3u, 4u, 5u, 6u, 10u, 11u, 20u}) seedIDs.insert(id(n));
+  const std::set<Uuid> seedIDs{id(1), id(2), id(3), id(4), id(5), id(6), id(10), id(11), id(20)};
   std::vector<Uuid> referenced;
   for (const auto& e : scene.elements(AspectRatio::square)) {
     referenced.push_back(e.id());
@@ -276,8 +259,7 @@ TEST(SceneTranslatingGeometry, TranslatesTheRoutedFormatInPlaceOfItsAspect) {
   const SceneElement& moved = preview.elements(AspectRatio::landscape)[0];
   EXPECT_EQ(moved.id(), id(1));
   EXPECT_DOUBLE_EQ(moved.settings().width.value(), 0.25 * 1920 / 1080);
-  EXPECT_EQ(preview.primaryAspect(), AspectRatio::landscape);
-  EXPECT_EQ(preview.activeAspect(), std::nullopt);
+  EXPECT_EQ(std::tuple(preview.primaryAspect(), preview.activeAspect()), std::tuple(AspectRatio::landscape, std::nullopt));
 
   // No format at the routed aspect: an equal scene.
   scene.setActiveAspect(AspectRatio::square);

@@ -45,10 +45,8 @@ TEST(AspectRatio, TableValues) {
 }
 
 TEST(AspectRatio, CaseListsInTableOrder) {
-  auto all = allCases<AspectRatio>();
-  ASSERT_EQ(all.size(), 6u);
-  EXPECT_EQ(all.front(), AspectRatio::landscape);
-  EXPECT_EQ(all.back(), AspectRatio::unknown);
+  EXPECT_EQ(allCases<AspectRatio>(), (std::array{AspectRatio::landscape, AspectRatio::portrait, AspectRatio::fourByThree,
+                                                 AspectRatio::threeByFour, AspectRatio::square, AspectRatio::unknown}));
   EXPECT_EQ(allNonunknownCases<AspectRatio>(),
             (std::vector{AspectRatio::landscape, AspectRatio::portrait, AspectRatio::fourByThree,
                          AspectRatio::threeByFour, AspectRatio::square}));

@@ -34,10 +34,9 @@ TEST(CaptureType, ReadingNeedsExactlyOneCaseKey) {
 }
 
 TEST(CaptureType, IdentifierNameAndDisplayUUID) {
-  EXPECT_EQ(CaptureType::display(7, "Main", "U").identifier(), "7");
-  EXPECT_EQ(CaptureType::window(4294967295u, "W").identifier(), "4294967295");
-  EXPECT_EQ(CaptureType::app("com.example.app", 12, "App").identifier(), "com.example.app12");
-  EXPECT_EQ(CaptureType::unknown().identifier(), "UNKNOWN_CAPTURE_TYPE");
+  EXPECT_EQ((std::vector{CaptureType::display(7, "Main", "U").identifier(), CaptureType::window(4294967295u, "W").identifier(),
+                         CaptureType::app("com.example.app", 12, "App").identifier(), CaptureType::unknown().identifier()}),
+            (std::vector<std::string>{"7", "4294967295", "com.example.app12", "UNKNOWN_CAPTURE_TYPE"}));
   EXPECT_EQ(CaptureType::unknown().name(), "Screen Capture");
   EXPECT_EQ(CaptureType::window(1, "Notes").name(), "Notes");
   EXPECT_EQ(CaptureType::display(7, "Main", "U").displayUUID(), "U");

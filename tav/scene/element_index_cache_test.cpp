@@ -21,8 +21,7 @@ TEST(SceneLookup, FindsLayersByIdThroughEditsAndPerAspect) {
 
   // Edits after a look-up: the cached places are stale and must not be trusted.
   scene.move(2, 0);
-  EXPECT_EQ(scene.indexOfElement(id(3)), 0u);
-  EXPECT_EQ(scene.indexOfElement(id(1)), 1u);
+  EXPECT_EQ(std::tuple(scene.indexOfElement(id(3)), scene.indexOfElement(id(1))), std::tuple(0u, 1u));
   scene.removeElement(id(1));
   EXPECT_FALSE(scene.indexOfElement(id(1)));
   scene.update(0, shapeLayer(7));

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tav/scene/text_variable_resolver.hpp"
@@ -17,14 +18,9 @@ TEST(SceneElementTextSettings, NamedFontIsScaledBy75AndWeighted) {
   s.fontWeight = "semibold";
   s.textColor = SceneColor(1, 1, 1, 1);
   s.alignment = SceneTextAlignment::right;
-  AttributedText drawn = s.toAttributedString();
-  EXPECT_EQ(drawn.text, "Hello");
-  ASSERT_TRUE(drawn.font.has_value());
-  EXPECT_EQ(drawn.font->name, "Avenir Next");
-  EXPECT_DOUBLE_EQ(drawn.font->pointSize, 30.0);  // 0.4 * 75
-  EXPECT_EQ(drawn.font->weight, FontWeight::semibold);
-  EXPECT_EQ(drawn.foregroundColor, SceneColor(1, 1, 1, 1));
-  EXPECT_EQ(drawn.alignment, SceneTextAlignment::right);
+  // 0.4 * 75 points.
+  EXPECT_EQ(s.toAttributedString(), (AttributedText{"Hello", AttributedFont{"Avenir Next", 30.0, FontWeight::semibold},
+                                                    SceneColor(1, 1, 1, 1), SceneTextAlignment::right}));
 
   s.fontWeight = "extra-bold";
   EXPECT_EQ(s.toAttributedString().font->weight, FontWeight::regular);
@@ -39,14 +35,8 @@ TEST(SceneElementTextSettings, SystemFontKeepsTheStoredSizeAndNoWeight) {
   SceneElementTextSettings s;
   s.fontSize = 24;
   s.fontWeight = "bold";
-  AttributedText drawn = s.toAttributedString();
-  EXPECT_EQ(drawn.text, "");
-  ASSERT_TRUE(drawn.font.has_value());
-  EXPECT_FALSE(drawn.font->name.has_value());
-  EXPECT_EQ(drawn.font->pointSize, 24);
-  EXPECT_FALSE(drawn.font->weight.has_value());
-  EXPECT_FALSE(drawn.foregroundColor.has_value());
-  EXPECT_FALSE(drawn.alignment.has_value());
+  EXPECT_EQ(s.toAttributedString(),
+            (AttributedText{"", AttributedFont{std::nullopt, 24, std::nullopt}, std::nullopt, std::nullopt}));
 
   s.fontSize.reset();
   s.font = "Avenir Next";
@@ -72,12 +62,9 @@ TEST(SceneElementTextSettings, InitialiserRefusesAlignmentsOutsideItsCases) {
   EXPECT_EQ(s.fontWeight, "bold");
   EXPECT_FALSE(s.fontAsset.has_value());
   EXPECT_FALSE(make(std::nullopt).alignment.has_value());
-  try {
-    make(static_cast<SceneTextAlignment>(7));
-    FAIL() << "an alignment outside the cases must be refused";
-  } catch (const std::logic_error& error) {
-    EXPECT_STREQ(error.what(), "Alignment value not supported.");
-  }
+  // An alignment outside the cases is refused.
+  EXPECT_THAT([&] { (void)make(static_cast<SceneTextAlignment>(7)); },
+              ::testing::ThrowsMessage<std::logic_error>(::testing::StrEq("Alignment value not supported.")));
 
   auto native = SceneElementTextSettings::withNativeAlignment(2, std::nullopt, std::nullopt, std::nullopt, "Hi",
                                                               std::nullopt, std::nullopt, std::nullopt);

@@ -9,7 +9,7 @@
 
 #include "tav/contracts/host_transfer_asset_manager.hpp"
 #include "tav/contracts/in_memory_transfer_asset_manager.hpp"
-#include "tav/contracts/uuid.hpp"
+#include "tav/testing/scratch_directory.hpp"
 
 namespace tav {
 namespace {
@@ -78,14 +78,12 @@ class MissingSourceStore final : public HostTransferAssetManager {
 };
 
 TEST(SceneElementVideoSettings, FailureToLinkIsThrown) {
-  std::filesystem::path directory = std::filesystem::temp_directory_path() / ("tav-video-" + Uuid::random().toString());
-  std::filesystem::create_directories(directory);
-  HostTransferAssetManager::setShared(std::make_shared<MissingSourceStore>(directory));
+  const testing::ScratchDirectory directory("tav-video");
+  HostTransferAssetManager::setShared(std::make_shared<MissingSourceStore>(directory.path()));
   SceneElementVideoSettings s;
   s.reference = TransferAssetReference{"gone", std::nullopt, std::string("mov"), {}};
   EXPECT_THROW(s.prepareVideoFile(), std::filesystem::filesystem_error);
   HostTransferAssetManager::setShared(nullptr);
-  std::filesystem::remove_all(directory);
 }
 
 TEST(SceneElementVideoSettings, JsonInFieldOrder) {

@@ -6,13 +6,11 @@ namespace tav {
 namespace {
 
 TEST(PageSize, TitlesAndCustomPresets) {
-  EXPECT_EQ(PageSize::matchProfile().title(), "Match profile");
-  EXPECT_EQ(PageSize::p1920x1080().title(), "1920 x 1080");
-  EXPECT_EQ(PageSize::preset(1000, 500).title(), "1000 x 500");
-  EXPECT_FALSE(PageSize::p854x480().isCustom());
-  EXPECT_FALSE(PageSize::preset(1280, 720).isCustom());
-  EXPECT_FALSE(PageSize::matchProfile().isCustom());
-  EXPECT_TRUE(PageSize::preset(720, 1280).isCustom());
+  EXPECT_EQ((std::vector{PageSize::matchProfile().title(), PageSize::p1920x1080().title(), PageSize::preset(1000, 500).title()}),
+            (std::vector<std::string>{"Match profile", "1920 x 1080", "1000 x 500"}));
+  EXPECT_EQ((std::vector<bool>{PageSize::p854x480().isCustom(), PageSize::preset(1280, 720).isCustom(),
+                               PageSize::matchProfile().isCustom(), PageSize::preset(720, 1280).isCustom()}),
+            (std::vector<bool>{false, false, false, true}));
 }
 
 TEST(PageSize, MatchProfileAsksTheInstalledProvider) {
@@ -56,8 +54,7 @@ TEST(SceneElementWebSettings, AudioRemovedIsAlwaysWrittenAndDefaultsToFalse) {
   EXPECT_EQ(encodeJson(s), R"({"url":"https://example.com/chat","pageSize":{"matchProfile":{}},"audioRemoved":true})");
   EXPECT_EQ(decodeJson<SceneElementWebSettings>(encodeJson(s)), s);
   auto read = decodeJson<SceneElementWebSettings>(R"({"url":"https://example.com"})");
-  EXPECT_FALSE(read.audioRemoved);
-  EXPECT_FALSE(read.pageSize.has_value());
+  EXPECT_EQ(std::tie(read.audioRemoved, read.pageSize), std::make_tuple(false, std::nullopt));
   EXPECT_THROW(decodeJson<SceneElementWebSettings>(R"({"audioRemoved":"no"})"), DecodingError);
 }
 

@@ -17,9 +17,7 @@ TEST(SceneColor, HexIgnoresAlphaAndRoundsHalvesUp) {
 
 TEST(SceneColor, StoresComponentsGreenBlueRedAlphaAndEqualColoursHashEqually) {
   SceneColor color(0.1, 0.2, 0.3, 0.4);
-  EXPECT_EQ(color.red(), 0.1);
-  EXPECT_EQ(color.green(), 0.2);
-  EXPECT_EQ(color.blue(), 0.3);
+  EXPECT_EQ(std::tuple(color.red(), color.green(), color.blue()), std::tuple(0.1, 0.2, 0.3));
   EXPECT_EQ(encodeJson(color), R"({"_green":0.2,"_blue":0.3,"_red":0.1,"alpha":0.4})");
   EXPECT_EQ(decodeJson<SceneColor>(R"({"alpha":0.4,"_red":0.1,"_blue":0.3,"_green":0.2})"), color);
   EXPECT_EQ(SceneColor::opaqueBlack(), SceneColor(0, 0, 0, 1));

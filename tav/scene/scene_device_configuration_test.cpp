@@ -74,9 +74,8 @@ TEST(SceneDeviceConfiguration, SetReachesEveryFeedShowingTheDeviceAndMarksIt) {
     EXPECT_EQ(configurationOf(elements[i]), withFilter("mono")) << i;
     EXPECT_EQ(elements[i].settingsUpdated(), true) << i;
   }
-  EXPECT_EQ(configurationOf(elements[3]), std::nullopt);
-  EXPECT_EQ(elements[3].settingsUpdated(), std::nullopt);
-  EXPECT_EQ(elements[4].settingsUpdated(), std::nullopt);
+  EXPECT_EQ(std::tuple(configurationOf(elements[3]), elements[3].settingsUpdated(), elements[4].settingsUpdated()),
+            std::tuple(std::nullopt, std::nullopt, std::nullopt));
   // Only the configuration changes: the device fields stay as they were.
   EXPECT_EQ(elements[2].type().feedSettings()->deviceID, "CAM-B");
   EXPECT_EQ(elements[0].type().feedSettings()->deviceName, "Camera 1");

@@ -7,10 +7,7 @@ namespace {
 
 SceneElementSettings fullSettings() {
   SceneElementSettings s;
-  s.xPosition = 0.1;
-  s.yPosition = 0.2;
-  s.width = 0.5;
-  s.height = 0.25;
+  s.setRect(Rect(0.1, 0.2, 0.5, 0.25));
   s._cornerRadius = 50;
   s.borderWidth = 2;
   s._borderColor = SceneColor(1, 0, 0, 1);
@@ -34,8 +31,7 @@ SceneElementSettings fullSettings() {
 TEST(SceneElementSettings, CornerRadiusStoresTruncatedHundredths) {
   SceneElementSettings s;
   s.setCornerRadius(0.257);
-  EXPECT_EQ(s._cornerRadius, 25);
-  EXPECT_EQ(s.cornerRadius(), 0.25);
+  EXPECT_EQ(std::tuple(s._cornerRadius, s.cornerRadius()), std::tuple(25, 0.25));
   s.setCornerRadius(-0.019);  // toward zero, not down
   EXPECT_EQ(s._cornerRadius, -1);
   s.setCornerRadius(std::nullopt);
@@ -54,10 +50,7 @@ TEST(SceneElementSettings, RectNeedsAllFourGeometryFields) {
 
   // A rectangle of negative width is stored by its minimum x and its (positive) width.
   s.setRect(Rect(0.5, 0.1, -0.25, 0.5));
-  EXPECT_EQ(s.xPosition, 0.25);
-  EXPECT_EQ(s.width, 0.25);
-  EXPECT_EQ(s.yPosition, 0.1);
-  EXPECT_EQ(s.height, 0.5);
+  EXPECT_EQ(std::tie(s.xPosition, s.width, s.yPosition, s.height), std::make_tuple(0.25, 0.25, 0.1, 0.5));
 }
 
 TEST(SceneElementSettings, BorderColourAndPositionSettings) {
@@ -94,11 +87,8 @@ TEST(SceneElementSettings, UpdateTakesPresentFieldsThatDiffer) {
   incoming._cornerRadius = 10;
   incoming._borderColor = SceneColor(0, 0, 0, 1);
   EXPECT_TRUE(stored.applyUpdate(incoming));
-  EXPECT_EQ(stored.width, 0.75);
-  EXPECT_EQ(stored._cornerRadius, 10);
-  EXPECT_EQ(stored._borderColor, SceneColor(0, 0, 0, 1));
-  EXPECT_EQ(stored.xPosition, 0.1);
-  EXPECT_EQ(stored.name, "Logo");
+  EXPECT_EQ(std::tie(stored.width, stored._cornerRadius, stored._borderColor, stored.xPosition, stored.name),
+            std::make_tuple(0.75, 10, SceneColor(0, 0, 0, 1), 0.1, "Logo"));
 
   // A field the layer doesn't have yet is always taken.
   SceneElementSettings empty;

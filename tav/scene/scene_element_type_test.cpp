@@ -51,9 +51,8 @@ TEST(SceneElementType, TextColourWithoutGradientClearsTheGradient) {
   SceneElementTextSettings incoming;
   incoming.textColor = kGreen;
   type.mergePayload(SceneElementType(incoming));
-  EXPECT_EQ(type.textSettings()->textColor, kGreen);
-  EXPECT_FALSE(type.textSettings()->textGradient.has_value());
-  EXPECT_EQ(type.textSettings()->text, "Hi");
+  const auto* merged = type.textSettings();
+  EXPECT_EQ(std::tie(merged->textColor, merged->textGradient, merged->text), std::make_tuple(kGreen, std::nullopt, "Hi"));
 }
 
 TEST(SceneElementType, TextGradientWithoutColourTakesItsFirstStopOrKeepsTheColour) {
@@ -92,9 +91,10 @@ TEST(SceneElementType, ShapeKeepsItsShapeAndMergesItsFill) {
   incoming.shape = ShapeElementType::rectangle;
   incoming.backgroundColor = kGreen;
   type.mergePayload(SceneElementType(incoming));
-  EXPECT_EQ(type.shapeSettings()->shape, ShapeElementType::circle);
-  EXPECT_EQ(type.shapeSettings()->backgroundColor, kGreen);
-  EXPECT_FALSE(type.shapeSettings()->backgroundGradient.has_value());
+  SceneElementShapeSettings expected;
+  expected.shape = ShapeElementType::circle;
+  expected.backgroundColor = kGreen;
+  EXPECT_EQ(*type.shapeSettings(), expected);
 }
 
 TEST(SceneElementType, ImageClearVariableWinsAndIsNotKept) {
@@ -109,10 +109,9 @@ TEST(SceneElementType, ImageClearVariableWinsAndIsNotKept) {
   incoming.stockImage = "sunset";
   incoming.fileName = "b.png";
   type.mergePayload(SceneElementType(incoming));
-  EXPECT_FALSE(type.imageSettings()->variable.has_value());
-  EXPECT_EQ(type.imageSettings()->clearVariable, false);
-  EXPECT_EQ(type.imageSettings()->stockImage, "sunrise");
-  EXPECT_EQ(type.imageSettings()->fileName, "b.png");
+  const auto* image = type.imageSettings();
+  EXPECT_EQ(std::tie(image->variable, image->clearVariable, image->stockImage, image->fileName),
+            std::make_tuple(std::nullopt, false, "sunrise", "b.png"));
 
   // Through the setter: the flag is set, and the next merge of it unbinds the layer.
   SceneElementType bound(stored);
@@ -142,11 +141,8 @@ TEST(SceneElementType, FeedClearDeviceIDRemovesTheDeviceEvenOneJustSent) {
   incoming.scaling = ScaleMode::aspectFit;
   type.mergePayload(SceneElementType(incoming));
   const auto* feed = type.feedSettings();
-  EXPECT_FALSE(feed->deviceID.has_value());
-  EXPECT_FALSE(feed->deviceName.has_value());
-  EXPECT_EQ(feed->clearDeviceID, false);
-  EXPECT_EQ(feed->position, Position::primary);
-  EXPECT_EQ(feed->scaling, ScaleMode::aspectFit);
+  EXPECT_EQ(std::tie(feed->deviceID, feed->deviceName, feed->clearDeviceID, feed->position, feed->scaling),
+            std::make_tuple(std::nullopt, std::nullopt, false, Position::primary, ScaleMode::aspectFit));
 
   // Without the command a stored flag stays as it is.
   SceneElementFeedSettings flagged;
@@ -180,16 +176,16 @@ TEST(SceneElementType, CaptureAlwaysPointsAtOneTarget) {
   app.bundleIdentifier = "com.example.player";
   app.name = "Player";
   type.mergePayload(SceneElementType(app));
-  EXPECT_EQ(type.captureSettings()->displayID, 1u);
-  EXPECT_EQ(type.captureSettings()->bundleIdentifier, "com.example.player");
-  EXPECT_FALSE(type.captureSettings()->windowID.has_value());
+  const auto* capture = type.captureSettings();
+  EXPECT_EQ(std::tie(capture->displayID, capture->bundleIdentifier, capture->windowID),
+            std::make_tuple(1u, "com.example.player", std::nullopt));
 
   SceneElementCaptureSettings toWindow;
   toWindow.windowID = 7;
   type.mergePayload(SceneElementType(toWindow));
-  EXPECT_EQ(type.captureSettings()->windowID, 7u);
-  EXPECT_FALSE(type.captureSettings()->bundleIdentifier.has_value());
-  EXPECT_FALSE(type.captureSettings()->displayID.has_value());
+  capture = type.captureSettings();
+  EXPECT_EQ(std::tie(capture->windowID, capture->bundleIdentifier, capture->displayID),
+            std::make_tuple(7u, std::nullopt, std::nullopt));
 
   // The same window again: the target stays, only the name changes.
   SceneElementCaptureSettings rename;
@@ -197,9 +193,9 @@ TEST(SceneElementType, CaptureAlwaysPointsAtOneTarget) {
   rename.bundleIdentifier = "com.example.ignored";
   rename.name = "Renamed";
   type.mergePayload(SceneElementType(rename));
-  EXPECT_EQ(type.captureSettings()->windowID, 7u);
-  EXPECT_FALSE(type.captureSettings()->bundleIdentifier.has_value());
-  EXPECT_EQ(type.captureSettings()->name, "Renamed");
+  capture = type.captureSettings();
+  EXPECT_EQ(std::tie(capture->windowID, capture->bundleIdentifier, capture->name),
+            std::make_tuple(7u, std::nullopt, "Renamed"));
 }
 
 TEST(SceneElementType, FieldsThatUpdatesNeverChange) {
@@ -210,9 +206,9 @@ TEST(SceneElementType, FieldsThatUpdatesNeverChange) {
   webUpdate.url = Url::parse("https://example.com");
   webUpdate.pageSize = PageSize::matchProfile();
   webType.mergePayload(SceneElementType(webUpdate));
-  EXPECT_TRUE(webType.webSettings()->audioRemoved);
-  EXPECT_EQ(webType.webSettings()->url, Url::parse("https://example.com"));
-  EXPECT_EQ(webType.webSettings()->pageSize, PageSize::matchProfile());
+  const auto* webMerged = webType.webSettings();
+  EXPECT_EQ(std::tie(webMerged->audioRemoved, webMerged->url, webMerged->pageSize),
+            std::make_tuple(true, Url::parse("https://example.com"), PageSize::matchProfile()));
 
   SceneElementVideoSettings video;
   video.fileName = "a.mov";
@@ -223,9 +219,9 @@ TEST(SceneElementType, FieldsThatUpdatesNeverChange) {
   videoUpdate.originalWidth = 640;
   videoUpdate.looping = Looping::bounce;
   videoType.mergePayload(SceneElementType(videoUpdate));
-  EXPECT_EQ(videoType.videoSettings()->fileName, "a.mov");
-  EXPECT_EQ(videoType.videoSettings()->originalWidth, 1920);
-  EXPECT_EQ(videoType.videoSettings()->looping, Looping::bounce);
+  const auto* videoMerged = videoType.videoSettings();
+  EXPECT_EQ(std::tie(videoMerged->fileName, videoMerged->originalWidth, videoMerged->looping),
+            std::make_tuple("a.mov", 1920.0, Looping::bounce));
 }
 
 TEST(SceneElementType, FrameSettingsAreReplacedWhole) {
@@ -267,12 +263,10 @@ TEST(SceneElementType, KindRules) {
   SceneElementType feed{SceneElementFeedSettings()};
   SceneElementType text{SceneElementTextSettings()};
   SceneElementType chat{SceneElementChatMessageSettings()};
-  EXPECT_TRUE(feed.shouldShowSelector());
-  EXPECT_FALSE(text.shouldShowSelector());
-  EXPECT_EQ(feed.defaultMaskComponent(), SceneMask::Component::luminance);
-  EXPECT_FALSE(text.defaultMaskComponent().has_value());
-  EXPECT_TRUE(chat.isRetired());
-  EXPECT_FALSE(feed.isRetired());
+  EXPECT_EQ(std::pair(feed.shouldShowSelector(), text.shouldShowSelector()), std::pair(true, false));
+  EXPECT_EQ(std::tuple(feed.defaultMaskComponent(), text.defaultMaskComponent()),
+            std::tuple(SceneMask::Component::luminance, std::nullopt));
+  EXPECT_EQ(std::pair(chat.isRetired(), feed.isRetired()), std::pair(true, false));
   EXPECT_FALSE(text.text().has_value());
   SceneElementTextSettings hello;
   hello.text = "Hello";

@@ -14,9 +14,8 @@ TEST(ScaleMode, CodedAsIntegersZeroToTwoWithTitlesAndGravity) {
   EXPECT_EQ(decodeJson<ScaleMode>("1"), ScaleMode::stretchFill);
   EXPECT_THROW(decodeJson<ScaleMode>("3"), DecodingError);
   EXPECT_THROW(decodeJson<ScaleMode>(R"("aspectFill")"), DecodingError);
-  EXPECT_EQ(title(ScaleMode::aspectFill), "Aspect Fill");
-  EXPECT_EQ(title(ScaleMode::stretchFill), "Stretch Fill");
-  EXPECT_EQ(title(ScaleMode::aspectFit), "Aspect Fit");
+  EXPECT_EQ((std::vector{title(ScaleMode::aspectFill), title(ScaleMode::stretchFill), title(ScaleMode::aspectFit)}),
+            (std::vector<std::string>{"Aspect Fill", "Stretch Fill", "Aspect Fit"}));
   EXPECT_EQ(rawValue(gravity(ScaleMode::aspectFill)), "AVLayerVideoGravityResizeAspectFill");
   EXPECT_EQ(rawValue(gravity(ScaleMode::stretchFill)), "AVLayerVideoGravityResize");
   EXPECT_EQ(rawValue(gravity(ScaleMode::aspectFit)), "AVLayerVideoGravityResizeAspect");
@@ -26,15 +25,13 @@ TEST(Looping, RawTextsAndTitles) {
   EXPECT_EQ(encodeJson(Looping::playOnce), R"("playOnce")");
   EXPECT_EQ(decodeJson<Looping>(R"("bounce")"), Looping::bounce);
   EXPECT_THROW(decodeJson<Looping>(R"("forever")"), DecodingError);
-  EXPECT_EQ(title(Looping::playOnce), "Play once");
-  EXPECT_EQ(title(Looping::loop), "Loop");
-  EXPECT_EQ(title(Looping::bounce), "Bounce");
+  EXPECT_EQ((std::vector{title(Looping::playOnce), title(Looping::loop), title(Looping::bounce)}),
+            (std::vector<std::string_view>{"Play once", "Loop", "Bounce"}));
 }
 
 TEST(SceneTextAlignment, NativeValuesZeroToTwoOnly) {
-  EXPECT_EQ(fromNative(0), SceneTextAlignment::left);
-  EXPECT_EQ(fromNative(1), SceneTextAlignment::center);
-  EXPECT_EQ(fromNative(2), SceneTextAlignment::right);
+  EXPECT_EQ((std::vector{fromNative(0), fromNative(1), fromNative(2)}),
+            (std::vector{SceneTextAlignment::left, SceneTextAlignment::center, SceneTextAlignment::right}));
   try {
     fromNative(3);
     FAIL() << "justified text has no alignment here";
@@ -51,8 +48,7 @@ TEST(ThumbnailActor, IntegersZeroToThreeWithTitles) {
   EXPECT_EQ(decodeJson<ThumbnailActor>("3"), ThumbnailActor::d);
   EXPECT_THROW(decodeJson<ThumbnailActor>("4"), DecodingError);
   EXPECT_EQ(encodeJson(ThumbnailActor::b), "1");
-  EXPECT_EQ(title(ThumbnailActor::a), "Actor A");
-  EXPECT_EQ(title(ThumbnailActor::d), "Actor D");
+  EXPECT_EQ(std::tuple(title(ThumbnailActor::a), title(ThumbnailActor::d)), std::tuple("Actor A", "Actor D"));
 }
 
 TEST(CanvasRole, RawTexts) {
@@ -61,10 +57,9 @@ TEST(CanvasRole, RawTexts) {
 }
 
 TEST(SceneElementPosition, Titles) {
-  EXPECT_EQ(title(SceneElementPosition::xPosition), "X");
-  EXPECT_EQ(title(SceneElementPosition::yPosition), "Y");
-  EXPECT_EQ(title(SceneElementPosition::width), "W");
-  EXPECT_EQ(title(SceneElementPosition::height), "H");
+  EXPECT_EQ((std::vector{title(SceneElementPosition::xPosition), title(SceneElementPosition::yPosition),
+                         title(SceneElementPosition::width), title(SceneElementPosition::height)}),
+            (std::vector<std::string_view>{"X", "Y", "W", "H"}));
 }
 
 TEST(Position, IntegersZeroToFourWithTitlesAndSections) {
@@ -83,9 +78,8 @@ TEST(Position, IntegersZeroToFourWithTitlesAndSections) {
               {Position::controlPanel, "Control Panels", 3, false}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.title);
-    EXPECT_EQ(title(row.position), row.title);
-    EXPECT_EQ(intValue(row.position), row.intValue);
-    EXPECT_EQ(isVideo(row.position), row.isVideo);
+    EXPECT_EQ(std::tuple(title(row.position), intValue(row.position), isVideo(row.position)),
+              std::tuple(row.title, row.intValue, row.isVideo));
   }
 }
 

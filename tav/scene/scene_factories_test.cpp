@@ -84,14 +84,9 @@ TEST(SceneFactories, SettingsDefaultsFollowTheTableForEveryKindAndAspect) {
 
 TEST(SceneFactories, EachLayerKindStartsWithItsPayloadAndAFreshIdentity) {
   const SceneElement text = SceneElement::fromText("Hello");
-  const SceneElementTextSettings& t = *text.type().textSettings();
-  EXPECT_EQ(t.alignment, SceneTextAlignment::center);
-  EXPECT_EQ(t.font, "Arial");
-  EXPECT_EQ(t.fontSize, 0.18);
-  EXPECT_EQ(t.fontWeight, "Regular");
-  EXPECT_EQ(t.text, "Hello");
-  EXPECT_EQ(t.textColor, SceneColor(1, 1, 1, 1));
-  EXPECT_FALSE(t.textGradient || t.backgroundColor || t.fontAsset);
+  EXPECT_EQ(*text.type().textSettings(), SceneElementTextSettings(SceneTextAlignment::center, "Arial", 0.18, "Regular",
+                                                                   "Hello", SceneColor(1, 1, 1, 1), std::nullopt,
+                                                                   std::nullopt));  // no font asset either
   EXPECT_EQ(text.settings(), SceneElementSettings::defaultText());
 
   const SceneElement chat = SceneElement::fromChatTheme(ChatLayerTheme::arcade);
@@ -105,9 +100,8 @@ TEST(SceneFactories, EachLayerKindStartsWithItsPayloadAndAFreshIdentity) {
   EXPECT_EQ(circle.settings(), SceneElementSettings::defaultShape(ShapeElementType::circle, AspectRatio::portrait));
 
   const SceneElement web = SceneElement::fromURL(*Url::parse("https://example.com/overlay"));
-  EXPECT_EQ(web.type().webSettings()->url, Url::parse("https://example.com/overlay"));
-  EXPECT_FALSE(web.type().webSettings()->pageSize);
-  EXPECT_FALSE(web.type().webSettings()->audioRemoved);
+  EXPECT_EQ(*web.type().webSettings(),
+            (SceneElementWebSettings{Url::parse("https://example.com/overlay"), std::nullopt, false}));
   EXPECT_EQ(web.settings().rect(), Rect(0, 0, 1, 1));
   EXPECT_EQ(web.settings().opacity, 1.0);
   EXPECT_EQ(web.settings().lockAspectRatio, false);
@@ -151,12 +145,8 @@ TEST(SceneFactories, AnImageLayerStoresItsBytesUnderItsOwnId) {
   ASSERT_TRUE(s.image);
   EXPECT_EQ(s.image->ownerID, image.id().toString());
   EXPECT_EQ(HostTransferAssetManager::shared().read(*s.image), "not really a png");
-  EXPECT_EQ(s.isAnimated, true);
-  EXPECT_EQ(s.imageScaling, ScaleMode::aspectFill);
-  EXPECT_EQ(s.originalWidth, 400);
-  EXPECT_EQ(s.originalHeight, 300);
-  EXPECT_EQ(s.fileName, "logo.png");
-  EXPECT_FALSE(s.stockImage || s.variable || s.clearVariable || s.looping);
+  EXPECT_EQ(s, (SceneElementImageSettings{s.image, true, ScaleMode::aspectFill, std::nullopt, 400, 300, std::nullopt,
+                                           std::nullopt, std::nullopt, "logo.png"}));
   EXPECT_EQ(image.settings(), SceneElementSettings::defaultImage(Size{400, 300}, Size{1920, 1080}));
 }
 

@@ -12,15 +12,8 @@ const SceneColor kGreen(0, 1, 0, 1);
 TEST(SceneGradient, SortedStopsClampAndKeepOrderOfTiesAndTheFirstRepresentsTheGradient) {
   SceneGradient gradient{{{2, kRed}, {-1, kBlue}, {0.5, kGreen}, {0, kGreen}}, 90};
   auto sorted = gradient.sortedStops();
-  ASSERT_EQ(sorted.size(), 4u);
   // -1 -> 0 and the original 0 tie; the clamped one came first in the list.
-  EXPECT_EQ(sorted[0].location, 0);
-  EXPECT_EQ(sorted[0].color, kBlue);
-  EXPECT_EQ(sorted[1].location, 0);
-  EXPECT_EQ(sorted[1].color, kGreen);
-  EXPECT_EQ(sorted[2].location, 0.5);
-  EXPECT_EQ(sorted[3].location, 1);
-  EXPECT_EQ(sorted[3].color, kRed);
+  EXPECT_EQ(sorted, (std::vector<SceneGradient::Stop>{{0, kBlue}, {0, kGreen}, {0.5, kGreen}, {1, kRed}}));
   EXPECT_EQ(gradient.representativeColor(), kBlue);
   EXPECT_EQ(SceneGradient{}.representativeColor(), std::nullopt);
 }

@@ -123,28 +123,27 @@ TEST(SceneDecoding, ThumbnailFallsBackToTheOlderReference) {
 }
 
 TEST(SceneDecoding, FailuresNameTheJsonPath) {
+  // A document with the three required keys and `rest`.
+  const auto with = [](std::string_view rest) {
+    return R"({"id":"S","name":"N","isTemplate":false,)" + std::string(rest) + "}";
+  };
   EXPECT_EQ(errorOf(R"({"name":"N","isTemplate":false})"), "id: missing required key");
   EXPECT_EQ(errorOf(R"({"id":"S","isTemplate":false})"), "name: missing required key");
   EXPECT_EQ(errorOf(R"({"id":"S","name":"N"})"), "isTemplate: missing required key");
   EXPECT_EQ(errorOf(R"({"id":"S","name":"N","isTemplate":"no"})"), "isTemplate: expected a Boolean");
-  EXPECT_EQ(errorOf(R"({"id":"S","name":"N","isTemplate":false,"version":"6"})"), "version: expected an integer");
-  EXPECT_EQ(errorOf(R"({"id":"S","name":"N","isTemplate":false,"backgroundScaling":3})"),
-            "backgroundScaling: unknown value 3");
-  EXPECT_EQ(errorOf(R"({"id":"S","name":"N","isTemplate":false,"thumbnailActor":4})"),
-            "thumbnailActor: unknown value 4");
-  EXPECT_EQ(errorOf(R"({"id":"S","name":"N","isTemplate":false,"elements":[
-    {"id":"00000000-0000-4000-8000-000000000001","settings":{}},
-    {"id":"00000000-0000-4000-8000-000000000002","settings":{"cornerRadius":0.5}}]})"),
+  EXPECT_EQ(errorOf(with(R"("version":"6")")), "version: expected an integer");
+  EXPECT_EQ(errorOf(with(R"("backgroundScaling":3)")), "backgroundScaling: unknown value 3");
+  EXPECT_EQ(errorOf(with(R"("thumbnailActor":4)")), "thumbnailActor: unknown value 4");
+  EXPECT_EQ(errorOf(with(R"("elements":[{"id":"00000000-0000-4000-8000-000000000001","settings":{}},
+    {"id":"00000000-0000-4000-8000-000000000002","settings":{"cornerRadius":0.5}}])")),
             "elements[1].settings.cornerRadius: expected an integer");
-  EXPECT_EQ(errorOf(R"({"id":"S","name":"N","isTemplate":false,"elements":[{"id":"nope","settings":{}}]})"),
-            "elements[0].id: \"nope\" is not a UUID");
+  EXPECT_EQ(errorOf(with(R"("elements":[{"id":"nope","settings":{}}])")), "elements[0].id: \"nope\" is not a UUID");
   // A bad format fails the document even under a key that names no aspect.
-  EXPECT_EQ(errorOf(R"({"id":"S","name":"N","isTemplate":false,"formats":{"wide":{"elements":{}}}})"),
-            "formats.wide.elements: expected an array");
-  EXPECT_EQ(errorOf(R"({"id":"S","name":"N","isTemplate":false,"groups":[
-    "00000000-0000-4000-8000-000000000009",{"id":"00000000-0000-4000-8000-000000000009","kind":"folder"}]})"),
+  EXPECT_EQ(errorOf(with(R"("formats":{"wide":{"elements":{}}})")), "formats.wide.elements: expected an array");
+  EXPECT_EQ(errorOf(with(R"("groups":["00000000-0000-4000-8000-000000000009",
+    {"id":"00000000-0000-4000-8000-000000000009","kind":"folder"}])")),
             "groups[1].isCollapsed: missing required key");
-  EXPECT_EQ(errorOf(R"({"id":"S","name":"N","isTemplate":false,"groups":["00000000-0000-4000-8000-000000000009"]})"),
+  EXPECT_EQ(errorOf(with(R"("groups":["00000000-0000-4000-8000-000000000009"])")),
             "groups: expected alternating group ids and groups, found an odd number of values");
   EXPECT_EQ(errorOf("[]"), "(document): expected an object");
 }
@@ -159,9 +158,8 @@ TEST(SceneDecoding, MendsDanglingMasksAndFramesButLeavesGroupsAlone) {
   EXPECT_FALSE(e[0].settings().mask);
   EXPECT_EQ(e[0].settingsUpdated(), true);
   // Layer 3 is no frame: layer 2 is released and loses its layout with it.
-  EXPECT_FALSE(e[1].frameID());
-  EXPECT_FALSE(e[1].settings().layout);
-  EXPECT_EQ(e[1].settingsUpdated(), true);
+  EXPECT_EQ(std::tuple(e[1].frameID(), e[1].settings().layout, e[1].settingsUpdated()),
+            std::tuple(std::nullopt, std::nullopt, true));
   // Decoding runs no orphan clean-up: the empty folder 51 stays.
   EXPECT_EQ(scene.groups().size(), 2u);
   EXPECT_FALSE(scene.activeAspect());
@@ -349,8 +347,7 @@ TEST(SceneElement, UpdateReportsChangesAndKeepsTheKind) {
   SceneElementSettings moved;
   moved.xPosition = 0.25;
   EXPECT_TRUE(element.update(moved, std::nullopt));
-  EXPECT_EQ(element.settings().xPosition, 0.25);
-  EXPECT_EQ(element.settings().width, 0.5);
+  EXPECT_EQ(std::tuple(element.settings().xPosition, element.settings().width), std::tuple(0.25, 0.5));
 
   EXPECT_TRUE(element.update(std::nullopt, SceneElementType(SceneElementTextSettings{})));
   EXPECT_TRUE(element.type().isShape());

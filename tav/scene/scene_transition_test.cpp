@@ -15,15 +15,13 @@ TEST(SceneTransitionType, NoneIsStoredAsCut) {
   EXPECT_THROW(decodeJson<T>(R"("none")"), DecodingError);
   EXPECT_EQ(encodeJson(T::none), R"("cut")");
   EXPECT_EQ(encodeJson(T::pageCurl), R"("pageCurl")");
-  EXPECT_EQ(allCases<T>().size(), 23u);
-  EXPECT_EQ(allCases<T>().back(), T::reveal);
+  EXPECT_EQ(std::tuple(allCases<T>().size(), allCases<T>().back()), std::tuple(23u, T::reveal));
 }
 
 TEST(SceneTransitionType, DisplayNamesDefaultToEnglishTitles) {
-  EXPECT_EQ(displayName(T::none), "None");
-  EXPECT_EQ(displayName(T::fadeBlack), "Fade Through Black");
-  EXPECT_EQ(displayName(T::noiseDissolve), "Noise Dissolve");
-  EXPECT_EQ(displayName(T::tileFlip), "Tile Flip");
+  EXPECT_EQ((std::vector{displayName(T::none), displayName(T::fadeBlack), displayName(T::noiseDissolve),
+                         displayName(T::tileFlip)}),
+            (std::vector<std::string>{"None", "Fade Through Black", "Noise Dissolve", "Tile Flip"}));
 }
 
 TEST(SceneTransitionConfig, TypeRequiredDurationOptional) {

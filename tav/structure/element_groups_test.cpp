@@ -32,10 +32,8 @@ TEST(ElementGroups, NestedFoldersCountTransitiveMembers) {
                              return split;
                            }()});
   EXPECT_FALSE(scene.folderGroupWithID(id(50)));  // no direct members
-  auto counts = scene.transitiveMemberCounts();
-  EXPECT_EQ(counts.at(id(50)), 3);
-  EXPECT_EQ(counts.at(id(51)), 2);
-  EXPECT_EQ(counts.at(id(60)), 1);
+  const auto counts = scene.transitiveMemberCounts();
+  EXPECT_EQ(counts, (std::remove_const_t<decltype(counts)>{{id(50), 3}, {id(51), 2}, {id(60), 1}}));
   EXPECT_EQ(numbers(scene.elementsRecursive(id(50))), (std::vector<unsigned>{2, 3, 4}));
   EXPECT_EQ(scene.nestedFolderIDs(id(50)), std::vector{id(51)});  // the split group is no folder
   EXPECT_EQ(scene.groupAncestry(id(2)), (std::vector{id(51), id(50)}));
@@ -55,10 +53,8 @@ TEST(ElementGroups, InterleavedFoldersAreOrderedByTheirFirstIndex) {
                           {folder(70), folder(71)});
   auto folders = scene.folderGroups();
   ASSERT_EQ(folders.size(), 2u);
-  EXPECT_EQ(folders[0].group.id, id(71));
-  EXPECT_EQ(folders[0].indexRange, (IndexRange{0, 2}));
-  EXPECT_EQ(folders[1].group.id, id(70));
-  EXPECT_EQ(folders[1].indexRange, (IndexRange{1, 4}));
+  EXPECT_EQ(std::tie(folders[0].group.id, folders[0].indexRange), std::make_tuple(id(71), IndexRange{0, 2}));
+  EXPECT_EQ(std::tie(folders[1].group.id, folders[1].indexRange), std::make_tuple(id(70), IndexRange{1, 4}));
   EXPECT_EQ(numbers(folders[1].members), (std::vector<unsigned>{2, 5}));
   EXPECT_EQ(folders[1].memberIDs().size(), 2u);
 }
@@ -72,8 +68,7 @@ TEST(ElementGroups, AncestryWalksStopAtCyclesAndMissingParents) {
   EXPECT_EQ(scene.groupAncestryByGroupID(id(51)), std::vector{id(51)});
   EXPECT_EQ(scene.groupAncestryByGroupID(id(52)), (std::vector{id(52), id(53)}));
   auto counts = scene.transitiveMemberCounts();
-  EXPECT_EQ(counts.at(id(50)), 1);
-  EXPECT_EQ(counts.at(id(53)), 1);
+  EXPECT_EQ(std::tuple(counts.at(id(50)), counts.at(id(53))), std::tuple(1, 1));
   EXPECT_FALSE(counts.contains(id(51)));
 }
 
@@ -128,9 +123,7 @@ TEST(SceneElementGroup, JsonIsStrictAndOrdered) {
   EXPECT_EQ(encodeJson(SceneElementGroupMembership{id(1), SceneElementGroupRole::splitBackground}),
             R"({"groupID":"00000000-0000-4000-8000-000000000001","role":"splitBackground"})");
   auto reborn = group.reborn(id(7), std::nullopt);
-  EXPECT_EQ(reborn.id, id(7));
-  EXPECT_FALSE(reborn.parentGroupID);
-  EXPECT_EQ(reborn.name, group.name);
+  EXPECT_EQ(std::tie(reborn.id, reborn.parentGroupID, reborn.name), std::make_tuple(id(7), std::nullopt, group.name));
 }
 
 }  // namespace

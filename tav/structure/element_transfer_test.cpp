@@ -42,10 +42,10 @@ TEST(SceneNewElementPlacement, NextToASplitLandsBetweenTheBookends) {
                                  shapeLayer(4), shapeLayer(5), shapeLayer(6),
                                  inGroup(shapeLayer(7), 20, SceneElementGroupRole::splitBackground), shapeLayer(8)},
                                 {splitGroup(20)});
-  EXPECT_EQ(scene.newElementPlacement(id(3))->index, 3u);  // next to the foreground: just behind it
-  EXPECT_EQ(scene.newElementPlacement(id(7))->index, 6u);  // next to the background: just in front of it
-  EXPECT_EQ(scene.newElementPlacement(id(5))->index, 4u);  // among the sandwiched: at the sibling
-  EXPECT_EQ(scene.newElementPlacement(id(8))->index, 7u);
+  // Next to the foreground: just behind it; next to the background: just in front of it; among the
+  // sandwiched: at the sibling.
+  const auto index = [&](unsigned number) { return scene.newElementPlacement(id(number))->index; };
+  EXPECT_EQ((std::vector{index(3), index(7), index(5), index(8)}), (std::vector<std::size_t>{3, 6, 4, 7}));
   EXPECT_EQ(scene.newElementPlacement(id(3))->membership, std::nullopt);
 }
 
@@ -69,11 +69,10 @@ TEST(ElementPlacement, WithoutAFrameOnlyTheMembershipChanges) {
   element.settings().lockAspectRatio = true;
   element.setGroupMembership(SceneElementGroupMembership{id(10), std::nullopt});
   const SceneElement placed = ElementPlacement(0, std::nullopt, std::nullopt).applied(element, SceneLayoutItem{});
-  EXPECT_EQ(placed.groupMembership(), std::nullopt);
-  EXPECT_EQ(placed.frameID(), id(5));
-  EXPECT_EQ(placed.settings().layout, element.settings().layout);
-  EXPECT_EQ(placed.settings().lockAspectRatio, true);
-  EXPECT_EQ(placed.settingsUpdated(), std::nullopt);
+  EXPECT_EQ(std::tuple(placed.groupMembership(), placed.frameID(), placed.settingsUpdated()),
+            std::tuple(std::nullopt, id(5), std::nullopt));
+  EXPECT_EQ(std::tie(placed.settings().layout, placed.settings().lockAspectRatio),
+            std::make_tuple(element.settings().layout, true));
 }
 
 TEST(ElementPlacement, DefaultLayoutSizesByTheReferenceCanvasAndUnlocksTheRatio) {
@@ -84,13 +83,11 @@ TEST(ElementPlacement, DefaultLayoutSizesByTheReferenceCanvasAndUnlocksTheRatio)
   EXPECT_EQ(placed.frameID(), id(5));
   ASSERT_TRUE(placed.settings().layout.has_value());
   const SceneLayoutItem& layout = *placed.settings().layout;
-  EXPECT_EQ(layout.position, SceneLayoutItem::Position::flow);
-  EXPECT_EQ(layout.grow, 0);
-  EXPECT_EQ(layout.shrink, 1);
-  EXPECT_EQ(layout.width, (SceneDimension{480, SceneDimension::Unit::point}));   // 0.25 * 1920
-  EXPECT_EQ(layout.height, (SceneDimension{540, SceneDimension::Unit::point}));  // 0.5 * 1080
-  EXPECT_EQ(placed.settings().lockAspectRatio, false);
-  EXPECT_EQ(placed.settingsUpdated(), true);
+  // 0.25 * 1920 wide and 0.5 * 1080 high.
+  EXPECT_EQ(std::tie(layout.position, layout.grow, layout.shrink, layout.width, layout.height),
+            std::make_tuple(SceneLayoutItem::Position::flow, 0, 1, SceneDimension{480, SceneDimension::Unit::point},
+                            SceneDimension{540, SceneDimension::Unit::point}));
+  EXPECT_EQ(std::tuple(placed.settings().lockAspectRatio, placed.settingsUpdated()), std::tuple(false, true));
 
   // Text keeps its lock and gets no size; a hugging frame sizes itself.
   SceneElement text(id(2), SceneElementType(SceneElementTextSettings{}), SceneElementSettings{});
@@ -113,14 +110,13 @@ TEST(ElementPlacement, GivenLayoutThenOwnLayoutComeBeforeTheDefault) {
   element.settings().lockAspectRatio = true;
   const ElementPlacement placement(2, SceneElementGroupMembership{id(10), std::nullopt}, id(5));
   const SceneElement placed = placement.applied(element, given);
-  EXPECT_EQ(placed.settings().layout, given);
-  EXPECT_EQ(placed.settings().lockAspectRatio, true);
+  EXPECT_EQ(std::tie(placed.settings().layout, placed.settings().lockAspectRatio), std::make_tuple(given, true));
   EXPECT_EQ(placed.groupMembership(), (SceneElementGroupMembership{id(10), std::nullopt}));
   SceneLayoutItem own;
   own.shrink = 4;
   element.settings().layout = own;
-  EXPECT_EQ(placement.applied(element, std::nullopt).settings().layout, own);
-  EXPECT_EQ(placement.applied(element, std::nullopt).settings().lockAspectRatio, true);
+  const SceneElementSettings ownPlaced = placement.applied(element, std::nullopt).settings();
+  EXPECT_EQ(std::tie(ownPlaced.layout, ownPlaced.lockAspectRatio), std::make_tuple(own, true));
 }
 
 // --- transferElements
@@ -169,9 +165,8 @@ TEST(SceneTransferElements, LockedLayersStayUnlessAPartnerBringsThem) {
   // 2 and 4 selected; locked 3 comes as the layer that masks 4; locked 1 stays.
   ASSERT_EQ(copied.size(), 3u);
   const auto& target = scene.elements(AspectRatio::portrait);
-  EXPECT_EQ(target[0].settings().name, "Layer 2");
-  EXPECT_EQ(target[1].settings().name, "Layer 3");
-  EXPECT_EQ(target[2].settings().name, "Layer 4");
+  EXPECT_EQ(std::tie(target[0].settings().name, target[1].settings().name, target[2].settings().name),
+            std::make_tuple("Layer 2", "Layer 3", "Layer 4"));
   EXPECT_EQ(target[2].settings().mask->layerID, target[1].id());
 }
 
@@ -187,8 +182,7 @@ TEST(SceneTransferElements, LockedSplitPartnersAndFrameMembersComeWithTheirSelec
   std::vector<std::string> names;
   for (const auto& e : target) names.push_back(e.settings().name.value_or("frame"));
   EXPECT_EQ(names, (std::vector<std::string>{"Layer 1", "Layer 2", "Layer 3", "Layer 4", "frame"}));
-  EXPECT_EQ(target[3].frameID(), target[4].id());
-  EXPECT_EQ(target[3].settings().isLocked, true);
+  EXPECT_EQ(std::tuple(target[3].frameID(), target[3].settings().isLocked), std::tuple(target[4].id(), true));
 }
 
 TEST(SceneTransferElements, MaskPartnersGoTogetherWhicheverIsSelected) {
@@ -216,8 +210,7 @@ TEST(SceneTransferElements, OneBookendBringsTheWholeSplitUnderANewGroup) {
   EXPECT_EQ(groups.begin()->second.id, newGroup);
   EXPECT_EQ(groups.begin()->second.kind, SceneElementGroupKind::splitVideo);
   EXPECT_EQ(target[0].groupMembership(), (SceneElementGroupMembership{newGroup, SceneElementGroupRole::splitForeground}));
-  EXPECT_EQ(target[1].groupMembership(), std::nullopt);
-  EXPECT_EQ(target[1].settings().name, "Layer 2");
+  EXPECT_EQ(std::tuple(target[1].groupMembership(), target[1].settings().name), std::tuple(std::nullopt, "Layer 2"));
   EXPECT_EQ(target[2].groupMembership(), (SceneElementGroupMembership{newGroup, SceneElementGroupRole::splitBackground}));
 }
 
@@ -226,8 +219,7 @@ TEST(SceneTransferElements, FrameMemberBringsNothingButAFrameBringsItsSubtree) {
   auto copied = transfer(scene, {id(1)}, AspectRatio::portrait);
   ASSERT_EQ(copied.size(), 3u);
   const auto& target = scene.elements(AspectRatio::portrait);
-  EXPECT_EQ(target[0].frameID(), target[2].id());
-  EXPECT_EQ(target[1].frameID(), target[2].id());
+  EXPECT_EQ(std::tuple(target[0].frameID(), target[1].frameID()), std::tuple(target[2].id(), target[2].id()));
   EXPECT_TRUE(target[2].type().isFrame());
   // A member alone arrives free of the frame it left behind.
   copied = transfer(scene, {id(2)}, AspectRatio::square);

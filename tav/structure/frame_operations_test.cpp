@@ -64,17 +64,13 @@ TEST(FrameOperations, AncestryQueries) {
 }
 
 TEST(FrameOperations, DefaultMemberLayoutSizesOnTheReferenceCanvas) {
-  auto shape = FrameOperations::defaultMemberLayout(at(shapeLayer(1), Rect(0, 0, 0.25, 0.5)));
-  EXPECT_EQ(shape.position, SceneLayoutItem::Position::flow);
-  EXPECT_EQ(shape.grow, 0);
-  EXPECT_EQ(shape.shrink, 1);
-  EXPECT_EQ(shape.width, points(480));   // 0.25 * 1920
-  EXPECT_EQ(shape.height, points(540));  // 0.5 * 1080
-  EXPECT_FALSE(shape.basis || shape.alignSelf || shape.margin || shape.inset || shape.aspectRatio);
-
-  auto text = FrameOperations::defaultMemberLayout(textLayer(2));
-  EXPECT_FALSE(text.width);
-  EXPECT_FALSE(text.height);
+  SceneLayoutItem text;  // in the flow, not growing, shrinking; a text has no dimensions
+  text.shrink = 1;
+  EXPECT_EQ(FrameOperations::defaultMemberLayout(textLayer(2)), text);
+  SceneLayoutItem shape = text;  // no basis, alignment, margin, inset or aspect ratio either
+  shape.width = points(480);     // 0.25 * 1920
+  shape.height = points(540);    // 0.5 * 1080
+  EXPECT_EQ(FrameOperations::defaultMemberLayout(at(shapeLayer(1), Rect(0, 0, 0.25, 0.5))), shape);
 
   SceneElement frame = at(frameLayer(3), Rect(0, 0, 0.5, 0.5));
   frame.type().frameSettings()->widthHugsContent = true;
@@ -100,14 +96,13 @@ TEST(FrameOperations, WrapMakesADefaultFrameBehindTheRearmostMember) {
   const SceneElement& frame = layer(scene, *frameID);
   const SceneFrameSettings* stack = frame.type().frameSettings();
   ASSERT_TRUE(stack);
-  EXPECT_EQ(stack->direction, SceneFlexDirection::row);
-  EXPECT_EQ(stack->justify, SceneFlexJustify::start);
-  EXPECT_EQ(stack->align, SceneFlexAlign::center);
-  EXPECT_EQ(stack->gap, points(16));
-  EXPECT_EQ(stack->padding, SceneEdgeInsets::all(points(16)));
-  EXPECT_EQ(stack->widthHugsContent, true);
-  EXPECT_EQ(stack->heightHugsContent, true);
-  EXPECT_FALSE(stack->backgroundColor || stack->isCollapsed || stack->horizontalConstraint);
+  SceneFrameSettings newStack;  // a row from the start, with nothing else set but these
+  newStack.align = SceneFlexAlign::center;
+  newStack.gap = points(16);
+  newStack.padding = SceneEdgeInsets::all(points(16));
+  newStack.widthHugsContent = true;
+  newStack.heightHugsContent = true;
+  EXPECT_EQ(*stack, newStack);
   // Layer 2 has no width and does not count; layer 4 sits at the origin with half the canvas.
   EXPECT_EQ(frame.settings().rect(), Rect(0, 0, 0.75, 0.875));
   EXPECT_EQ(frame.settings()._cornerRadius, 0);

@@ -192,22 +192,18 @@ TEST(MemberSizing, MigratingKeepsEachAxisModeAcrossADirectionChange) {
   item.height = SceneDimension{360, SceneDimension::Unit::point};
   item.aspectRatio = 1.5;
 
-  auto migrated = MemberSizing::migrating(item, SceneFlexDirection::row, SceneFlexDirection::column);
-  ASSERT_TRUE(migrated);
-  EXPECT_EQ(migrated->alignSelf, SceneFlexAlign::stretch);  // width filled the row; it stretches across
-  EXPECT_EQ(migrated->grow, 0);                              // height was fixed; it no longer grows
-  EXPECT_FALSE(migrated->width);
-  EXPECT_EQ(migrated->height, (SceneDimension{360, SceneDimension::Unit::point}));
-  EXPECT_EQ(migrated->shrink, 0.5);
-  EXPECT_EQ(migrated->aspectRatio, 1.5);
+  SceneLayoutItem migrated = item;  // the height, shrink and aspect ratio stay
+  migrated.alignSelf = SceneFlexAlign::stretch;  // width filled the row; it stretches across
+  migrated.grow = 0;                              // height was fixed; it no longer grows
+  migrated.width.reset();
+  EXPECT_EQ(MemberSizing::migrating(item, SceneFlexDirection::row, SceneFlexDirection::column), migrated);
 
   SceneLayoutItem hugging;
   hugging.alignSelf = SceneFlexAlign::stretch;  // height fills the row's cross axis
-  auto back = MemberSizing::migrating(hugging, SceneFlexDirection::row, SceneFlexDirection::column);
-  EXPECT_EQ(back->grow, 1.0);
-  EXPECT_FALSE(back->alignSelf);
-  EXPECT_EQ(back->width, SceneDimension::auto_());
-  EXPECT_FALSE(back->height);
+  SceneLayoutItem back;  // no alignSelf and no height
+  back.grow = 1.0;
+  back.width = SceneDimension::auto_();
+  EXPECT_EQ(MemberSizing::migrating(hugging, SceneFlexDirection::row, SceneFlexDirection::column), back);
 
   EXPECT_EQ(MemberSizing::migrating(item, SceneFlexDirection::row, SceneFlexDirection::row), item);
   EXPECT_EQ(MemberSizing::migrating(std::nullopt, SceneFlexDirection::row, SceneFlexDirection::column), std::nullopt);

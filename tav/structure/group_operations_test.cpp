@@ -17,13 +17,11 @@ TEST(GroupOperations, HideReachesNestedFoldersAndStoresTheValueEveryTime) {
                           {folder(50), folder(51, 50)});
   auto hidden = GroupOperations::hide(id(50), true, scene);
   ASSERT_TRUE(hidden);
-  EXPECT_EQ(numbers(hidden->affected), (std::vector<unsigned>{1, 2}));
-  EXPECT_TRUE(hidden->removed.empty());
-  EXPECT_FALSE(hidden->newSelection);
+  // Layers 1 and 2, as they stand afterwards.
+  EXPECT_EQ(*hidden, (GroupMutationResult{{}, {scene.elements()[0], scene.elements()[1]}, std::nullopt}));
   EXPECT_EQ(scene.elements()[1].settings().isHidden, true);
   EXPECT_EQ(scene.elements()[1].settingsUpdated(), true);
   EXPECT_EQ(scene.elements()[2].settings().isHidden, std::nullopt);
-  EXPECT_EQ(hidden->affected[0], scene.elements()[0]);  // the layers as they stand afterwards
 
   auto shown = GroupOperations::hide(id(51), false, scene);
   ASSERT_TRUE(shown);

@@ -30,14 +30,11 @@ TEST(FolderOperationsCopySelection, FrameAloneBringsItsWholeSubtreeWithLinksToTh
   // Array order of the source: 2, 4, 3, 1.
   const Uuid frame = copy.remap.at(id(1));
   const Uuid inner = copy.remap.at(id(3));
-  EXPECT_EQ(copy.elements[0].id(), copy.remap.at(id(2)));
-  EXPECT_EQ(copy.elements[0].frameID(), frame);
-  EXPECT_EQ(copy.elements[0].settings().layout->grow, 2);
-  EXPECT_EQ(copy.elements[0].settingsUpdated(), true);
-  EXPECT_EQ(copy.elements[1].frameID(), inner);
-  EXPECT_EQ(copy.elements[2].frameID(), frame);
-  EXPECT_EQ(copy.elements[3].id(), frame);
-  EXPECT_EQ(copy.elements[3].frameID(), std::nullopt);
+  const auto& e = copy.elements;
+  EXPECT_EQ(std::tuple(e[0].id(), e[3].id()), std::tuple(copy.remap.at(id(2)), frame));
+  EXPECT_EQ(std::tuple(e[0].frameID(), e[1].frameID(), e[2].frameID(), e[3].frameID()),
+            std::tuple(frame, inner, frame, std::nullopt));
+  EXPECT_EQ(std::tuple(e[0].settings().layout->grow, e[0].settingsUpdated()), std::tuple(2, true));
   for (unsigned n : {1u, 2u, 3u, 4u}) EXPECT_NE(copy.remap.at(id(n)), id(n));
   EXPECT_TRUE(copy.groups.empty());
   EXPECT_EQ(copy.rebornRootID, std::nullopt);
@@ -75,8 +72,7 @@ TEST(FolderOperationsCopySelection, MemberWithoutItsFrameJoinsTheSameFrameOnlyWh
   const Scene scene = nestedFrames();
   const auto kept = copySelection({id(2)}, scene, true, std::nullopt);
   ASSERT_EQ(kept.elements.size(), 1u);
-  EXPECT_EQ(kept.elements[0].frameID(), id(1));
-  EXPECT_EQ(kept.elements[0].settings().layout->grow, 2);
+  EXPECT_EQ(std::tuple(kept.elements[0].frameID(), kept.elements[0].settings().layout->grow), std::tuple(id(1), 2));
   const auto free = copySelection({id(2)}, scene, false, std::nullopt);
   ASSERT_EQ(free.elements.size(), 1u);
   EXPECT_EQ(free.elements[0].frameID(), std::nullopt);
@@ -103,8 +99,8 @@ TEST(FolderOperationsCopySelection, RootFolderCopiesOnlyBranchesHoldingSelectedL
   for (const auto& group : copy.groups) (group.id == root ? rootCopy : childCopy) = &group;
   ASSERT_NE(rootCopy, nullptr);
   ASSERT_NE(childCopy, nullptr);
-  EXPECT_EQ(rootCopy->parentGroupID, std::nullopt);  // top-level without keepingParent
-  EXPECT_EQ(rootCopy->name, "Folder 10");
+  // Top-level without keepingParent.
+  EXPECT_EQ(std::tie(rootCopy->parentGroupID, rootCopy->name), std::make_tuple(std::nullopt, "Folder 10"));
   EXPECT_EQ(childCopy->parentGroupID, root);
   EXPECT_EQ(copy.elements[0].groupMembership()->groupID, root);
   EXPECT_EQ(copy.elements[1].groupMembership()->groupID, childCopy->id);
@@ -217,8 +213,7 @@ TEST(FolderOperationsPasteSelection, LinksAreKeptOnlyWhileTheSourceLayersAreTher
   const auto result = pasteSelection({id(4)}, source, target, std::nullopt);
   ASSERT_TRUE(result.newSelection.has_value());
   ASSERT_EQ(target.elements().size(), 6u);
-  EXPECT_EQ(target.elements()[1].id(), *result.newSelection);
-  EXPECT_EQ(target.elements()[1].frameID(), id(3));
+  EXPECT_EQ(std::tuple(target.elements()[1].id(), target.elements()[1].frameID()), std::tuple(*result.newSelection, id(3)));
 
   // Once the layers are gone it pastes as from elsewhere.
   Scene emptied = source;

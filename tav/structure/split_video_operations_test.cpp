@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "tav/testing/scene_builders.hpp"
 
 namespace tav {
@@ -15,6 +17,13 @@ constexpr auto kBackground = SceneElementGroupRole::splitBackground;
 SceneElement named(SceneElement element, std::string name) {
   element.settings().name = std::move(name);
   return element;
+}
+
+/// The ids of `elements`, in order.
+std::vector<Uuid> ids(const std::vector<SceneElement>& elements) {
+  std::vector<Uuid> result;
+  for (const auto& element : elements) result.push_back(element.id());
+  return result;
 }
 
 /// The layer with `elementID`; fails the test when there is none.
@@ -38,10 +47,8 @@ TEST(SplitVideoGroup, ResolvesBookendsAndSandwichedLayers) {
   auto split = splitVideoGroupWithID(scene, id(60));
   ASSERT_TRUE(split);
   EXPECT_EQ(split->group, splitGroup(60));
-  EXPECT_EQ(split->foreground.id(), id(11));
-  EXPECT_EQ(split->background.id(), id(12));
-  EXPECT_EQ(split->foregroundIndex, 1u);
-  EXPECT_EQ(split->backgroundIndex, 4u);
+  EXPECT_EQ(std::tuple(split->foreground.id(), split->background.id()), std::tuple(id(11), id(12)));
+  EXPECT_EQ(std::tie(split->foregroundIndex, split->backgroundIndex), std::make_tuple(1u, 4u));
   EXPECT_EQ(split->indexRange(), (IndexRange{1, 4}));
   EXPECT_EQ(numbers(split->sandwiched), (std::vector<unsigned>{2, 3}));
   EXPECT_EQ(numbers(split->allElements()), (std::vector<unsigned>{11, 2, 3, 12}));
@@ -51,10 +58,8 @@ TEST(SplitVideoGroup, ResolvesBookendsAndSandwichedLayers) {
   EXPECT_TRUE(split->contains(id(2)));
   EXPECT_FALSE(split->role(id(2)));  // sandwiched: contained, but no role
   EXPECT_FALSE(split->contains(id(1)));
-  EXPECT_EQ(split->role(id(11)), kForeground);
-  EXPECT_EQ(split->role(id(12)), kBackground);
-  EXPECT_EQ(split->partner(id(11))->id(), id(12));
-  EXPECT_EQ(split->partner(id(12))->id(), id(11));
+  EXPECT_EQ(std::tuple(split->role(id(11)), split->role(id(12))), std::tuple(kForeground, kBackground));
+  EXPECT_EQ(std::tuple(split->partner(id(11))->id(), split->partner(id(12))->id()), std::tuple(id(12), id(11)));
   EXPECT_FALSE(split->partner(id(2)));
 
   // Adjacent bookends sandwich nothing.
@@ -71,8 +76,7 @@ TEST(SplitVideoGroup, ResolvesAfterAReorderPutsTheBackgroundInFront) {
   scene.move(4, 0);  // background to the very front: bg 12, 1, fg 11, 2, 3, 4
   auto split = splitVideoGroupWithID(scene, id(60));
   ASSERT_TRUE(split);
-  EXPECT_EQ(split->foregroundIndex, 2u);
-  EXPECT_EQ(split->backgroundIndex, 0u);
+  EXPECT_EQ(std::tie(split->foregroundIndex, split->backgroundIndex), std::make_tuple(2u, 0u));
   EXPECT_EQ(split->indexRange(), (IndexRange{0, 2}));
   EXPECT_EQ(numbers(split->sandwiched), (std::vector<unsigned>{1}));
   EXPECT_EQ(splitVideoGroupContaining(scene, id(1)), split);
@@ -104,8 +108,7 @@ TEST(SplitVideoGroup, ALaterLayerOfTheSameRoleCounts) {
                                 {splitGroup(60)});
   auto split = splitVideoGroupWithID(scene, id(60));
   ASSERT_TRUE(split);
-  EXPECT_EQ(split->foreground.id(), id(13));
-  EXPECT_EQ(split->foregroundIndex, 1u);
+  EXPECT_EQ(std::tuple(split->foreground.id(), split->foregroundIndex), std::tuple(id(13), 1u));
 }
 
 TEST(SplitVideoGroup, SplitsAreListedByForegroundIndexAndTheOuterOneContainsFirst) {
@@ -116,8 +119,7 @@ TEST(SplitVideoGroup, SplitsAreListedByForegroundIndexAndTheOuterOneContainsFirs
                                 {splitGroup(61), splitGroup(62)});
   auto all = splitVideoGroups(scene);
   ASSERT_EQ(all.size(), 2u);
-  EXPECT_EQ(all[0].group.id, id(62));
-  EXPECT_EQ(all[1].group.id, id(61));
+  EXPECT_EQ(std::tuple(all[0].group.id, all[1].group.id), std::tuple(id(62), id(61)));
   EXPECT_EQ(splitVideoGroupContaining(scene, id(1))->group.id, id(62));
   // A bookend answers with its own split, not the one around it.
   EXPECT_EQ(splitVideoGroupContaining(scene, id(11))->group.id, id(61));
@@ -130,20 +132,13 @@ TEST(SplitVideoOperations, SplitOfTheOnlyLayer) {
   ASSERT_EQ(scene.elements().size(), 2u);
   const auto& foreground = scene.elements()[0];
   const auto& background = scene.elements()[1];
-  EXPECT_NE(foreground.id(), id(1));
-  EXPECT_NE(background.id(), id(1));
-  EXPECT_NE(foreground.id(), background.id());
+  EXPECT_EQ((std::set<Uuid>{foreground.id(), background.id(), id(1)}).size(), 3u);  // two new ids
   EXPECT_EQ(foreground.settings().name, "Camera");
   EXPECT_EQ(background.type(), shapeLayer(1).type());
 
   ASSERT_EQ(scene.groups().size(), 1u);
   const auto& group = scene.groups().begin()->second;
-  EXPECT_EQ(group.kind, SceneElementGroupKind::splitVideo);
-  EXPECT_FALSE(group.name);
-  EXPECT_FALSE(group.isCollapsed);
-  EXPECT_FALSE(group.parentGroupID);
-  EXPECT_FALSE(group.lockAspectRatio);
-  EXPECT_FALSE(group.isMask);
+  EXPECT_EQ(group, splitGroup(0).reborn(group.id, std::nullopt));  // a bare split group: no name, parent or flags
   EXPECT_EQ(foreground.groupMembership(), (SceneElementGroupMembership{group.id, kForeground}));
   EXPECT_EQ(background.groupMembership(), (SceneElementGroupMembership{group.id, kBackground}));
 
@@ -151,19 +146,14 @@ TEST(SplitVideoOperations, SplitOfTheOnlyLayer) {
                                                    foreground.id()}));
   auto split = splitVideoGroupWithID(scene, group.id);
   ASSERT_TRUE(split);
-  EXPECT_EQ(split->foregroundIndex, 0u);
-  EXPECT_EQ(split->backgroundIndex, 1u);
+  EXPECT_EQ(std::tie(split->foregroundIndex, split->backgroundIndex), std::make_tuple(0u, 1u));
 }
 
 TEST(SplitVideoOperations, SplitPutsTheCopiesWhereTheSourceStood) {
   Scene scene = sceneWith({shapeLayer(1), shapeLayer(2), shapeLayer(3)});
   auto result = SplitVideoOperations::split(id(2), scene);
   ASSERT_TRUE(result);
-  ASSERT_EQ(scene.elements().size(), 4u);
-  EXPECT_EQ(scene.elements()[0].id(), id(1));
-  EXPECT_EQ(scene.elements()[1].id(), result->added[0].id());
-  EXPECT_EQ(scene.elements()[2].id(), result->added[1].id());
-  EXPECT_EQ(scene.elements()[3].id(), id(3));
+  EXPECT_EQ(ids(scene.elements()), (std::vector<Uuid>{id(1), result->added[0].id(), result->added[1].id(), id(3)}));
   EXPECT_EQ(result->newSelection, result->added[0].id());
   EXPECT_EQ(numbers(result->removed), (std::vector<unsigned>{2}));
   ASSERT_TRUE(result->groupID);
@@ -176,8 +166,7 @@ TEST(SplitVideoOperations, SplitTakesAnIdReadFromTheSceneItself) {
   auto result = SplitVideoOperations::split(scene.elements()[0].id(), scene);
   ASSERT_TRUE(result);
   EXPECT_EQ(numbers(result->removed), (std::vector<unsigned>{1}));
-  ASSERT_EQ(scene.elements().size(), 3u);
-  EXPECT_EQ(scene.elements()[2].id(), id(2));
+  EXPECT_EQ(ids(scene.elements()), (std::vector<Uuid>{result->added[0].id(), result->added[1].id(), id(2)}));
 }
 
 TEST(SplitVideoOperations, SplitMovesMasksToTheForegroundCopy) {
@@ -188,8 +177,7 @@ TEST(SplitVideoOperations, SplitMovesMasksToTheForegroundCopy) {
   ASSERT_TRUE(result);
   const auto& after = layer(scene, id(2)).settings().mask;
   ASSERT_TRUE(after);
-  EXPECT_EQ(after->layerID, result->added[0].id());
-  EXPECT_EQ(after->invert, true);
+  EXPECT_EQ(std::tuple(after->layerID, after->invert), std::tuple(result->added[0].id(), true));
   EXPECT_EQ(layer(scene, id(3)).settings().mask->layerID, id(2));
 }
 
@@ -232,9 +220,7 @@ TEST(SplitVideoOperations, SplitOfAFolderMemberLeavesTheCopiesOutsideAndDoesNotG
                           {folder(50)});
   auto result = SplitVideoOperations::split(id(2), scene);
   ASSERT_TRUE(result);
-  ASSERT_EQ(scene.elements().size(), 4u);
-  EXPECT_EQ(scene.elements()[1].id(), result->added[0].id());
-  EXPECT_EQ(scene.elements()[2].id(), result->added[1].id());
+  ASSERT_EQ(ids(scene.elements()), (std::vector<Uuid>{id(1), result->added[0].id(), result->added[1].id(), id(3)}));
   EXPECT_NE(scene.elements()[1].groupMembership()->groupID, id(50));
   // The folder keeps its other two members around the new split: its block now has a gap.
   auto folder50 = scene.folderGroupWithID(id(50));
@@ -259,12 +245,12 @@ TEST(SplitVideoOperations, SplitAndUnsplitRefuseWithoutChange) {
                                   inGroup(shapeLayer(3), 50)},
                                  {splitGroup(60), splitGroup(61), folder(50)});
   Scene scene = before;
-  EXPECT_FALSE(SplitVideoOperations::unsplit(id(60), id(2), scene));   // sandwiched, not a bookend
-  EXPECT_FALSE(SplitVideoOperations::unsplit(id(60), id(13), scene));  // another split's bookend
-  EXPECT_FALSE(SplitVideoOperations::unsplit(id(60), id(77), scene));  // no such layer
-  EXPECT_FALSE(SplitVideoOperations::unsplit(id(61), id(13), scene));  // lost its background
-  EXPECT_FALSE(SplitVideoOperations::unsplit(id(50), id(3), scene));   // a folder
-  EXPECT_FALSE(SplitVideoOperations::unsplit(id(77), id(11), scene));
+  // Group then layer: sandwiched, not a bookend; another split's bookend; no such layer; a split that lost
+  // its background; a folder; no such group.
+  for (const auto& [group, layer] : std::initializer_list<std::pair<unsigned, unsigned>>{
+           {60, 2}, {60, 13}, {60, 77}, {61, 13}, {50, 3}, {77, 11}}) {
+    EXPECT_FALSE(SplitVideoOperations::unsplit(id(group), id(layer), scene)) << group << " " << layer;
+  }
   EXPECT_FALSE(SplitVideoOperations::split(id(77), scene));  // no such layer
   EXPECT_EQ(scene, before);
 }
@@ -296,8 +282,7 @@ TEST(SplitVideoOperations, UnsplitMergesIntoACloneOfTheTriggeringBookend) {
   // Masks on either bookend now use the merged layer, the rest of each mask kept.
   const auto& second = scene.elements()[2].settings().mask;
   ASSERT_TRUE(second);
-  EXPECT_EQ(second->layerID, merged.id());
-  EXPECT_EQ(second->feather, 0.25);
+  EXPECT_EQ(std::tuple(second->layerID, second->feather), std::tuple(merged.id(), 0.25));
   EXPECT_EQ(scene.elements()[2].settingsUpdated(), true);
   EXPECT_EQ(scene.elements()[3].settings().mask->layerID, merged.id());
   EXPECT_EQ(scene.elements()[4].settings().mask->layerID, id(1));
@@ -310,9 +295,7 @@ TEST(SplitVideoOperations, UnsplitPastTheNewEndLandsAtTheEnd) {
                           {splitGroup(60)});
   auto result = SplitVideoOperations::unsplit(id(60), id(11), scene);
   ASSERT_TRUE(result);
-  ASSERT_EQ(scene.elements().size(), 2u);
-  EXPECT_EQ(scene.elements()[0].id(), id(1));
-  EXPECT_EQ(scene.elements()[1].id(), result->added[0].id());
+  EXPECT_EQ(ids(scene.elements()), (std::vector<Uuid>{id(1), result->added[0].id()}));
   EXPECT_EQ(result->newSelection, scene.elements()[1].id());
 }
 
@@ -324,9 +307,7 @@ TEST(SplitVideoOperations, ToggleSplitsASandwichedLayerAndUnsplitsABookend) {
   // A split inside the split: the outer one now sandwiches both copies and layer 3.
   auto outer = splitVideoGroupWithID(scene, id(60));
   ASSERT_TRUE(outer);
-  ASSERT_EQ(outer->sandwiched.size(), 3u);
-  EXPECT_EQ(outer->sandwiched[0].id(), inner->added[0].id());
-  EXPECT_EQ(outer->sandwiched[1].id(), inner->added[1].id());
+  EXPECT_EQ(ids(outer->sandwiched), (std::vector<Uuid>{inner->added[0].id(), inner->added[1].id(), id(3)}));
   EXPECT_EQ(splitVideoGroups(scene).size(), 2u);
 
   // On a bookend: an unsplit, and the merged layer takes the triggering bookend's settings.
