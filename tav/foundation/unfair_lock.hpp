@@ -65,8 +65,9 @@ class Locked {
   }
 
  private:
-  Value value_;               // guarded by lock_
+  // The lock first: it is touched first, and the start of the value then shares its cache line.
   mutable UnfairLock lock_;
+  Value value_;  // guarded by lock_
 };
 
 }  // namespace tav

@@ -1,5 +1,6 @@
 #include "tav/recording/tavo_recorder.hpp"
 
+#include <array>
 #include <atomic>
 #include <exception>
 #include <future>
@@ -134,11 +135,36 @@ struct TavoRecorder::Core : std::enable_shared_from_this<TavoRecorder::Core> {
   // decision works from. `isPaused` is what the decision reads; isRecordingPaused, its public face, is
   // set under the same lock so that the two never disagree.
   struct Live {
+    /// Where a canvas role's frames go: the first live pipeline of that role, and whether it is the lead.
+    struct Route {
+      OutputPipeline* pipeline = nullptr;
+      bool isLead = false;
+    };
+
     RecorderState state = RecorderState::idle;
     bool isPaused = false;
+    // An index into `pipelines`, which owns what it points at; the two change together. With it,
+    // routing a frame reads this struct and the pipeline, and nothing in between.
+    std::array<Route, 2> routes{};
     Pipelines pipelines;
     CMTime accumulatedPauseDuration = kCMTimeZero;
     std::optional<CMTime> pauseStartTime;
+
+    /// The route for `role`; none for a role outside the enumeration.
+    const Route* route(CanvasRole role) const {
+      const auto index = static_cast<std::size_t>(role);
+      return index < routes.size() ? &routes[index] : nullptr;
+    }
+    void setPipelines(Pipelines list) {
+      pipelines = std::move(list);
+      routes = {};
+      for (const auto& pipeline : pipelines) {
+        const auto index = static_cast<std::size_t>(pipeline->role);
+        if (index < routes.size() && routes[index].pipeline == nullptr) {
+          routes[index] = Route{pipeline.get(), pipeline == pipelines.front()};
+        }
+      }
+    }
   };
   Locked<Live> live;
   std::atomic<bool> shouldDelayRecordingForBroadcast{false};
@@ -165,7 +191,11 @@ struct TavoRecorder::Core : std::enable_shared_from_this<TavoRecorder::Core> {
   }
   /// Takes the live outputs for finalisation; the capture path finds none from then on.
   Pipelines takePipelines() {
-    return live.mutate([](Live& now) { return std::exchange(now.pipelines, {}); });
+    return live.mutate([](Live& now) {
+      Pipelines taken = std::move(now.pipelines);
+      now.setPipelines({});
+      return taken;
+    });
   }
   void setIdle() {
     live.mutate([](Live& now) { now.state = RecorderState::idle; });
@@ -223,8 +253,17 @@ struct TavoRecorder::Core : std::enable_shared_from_this<TavoRecorder::Core> {
   void stop();
   void toggle(const std::optional<Configuration>& configuration);
   /// The buffer as it goes to the writers (moved back by the time spent paused), or none while paused;
-  /// called with `live`'s lock held.
-  std::optional<CMSampleBuffer> pauseDecision(Live& now, const CMSampleBuffer& buffer, bool isInPauseTransition);
+  /// called with `live`'s lock held. A recording that has never paused decides from three fields here,
+  /// without leaving the capture path's code.
+  std::optional<CMSampleBuffer> pauseDecision(Live& now, const CMSampleBuffer& buffer, bool isInPauseTransition) {
+    const CMTime& paused = now.accumulatedPauseDuration;
+    if (!now.isPaused && !now.pauseStartTime && paused.value == 0 && (paused.flags & kCMTimeFlags_Valid) != 0) {
+      return buffer;
+    }
+    return pauseDecisionAfterPause(now, buffer, isInPauseTransition);
+  }
+  std::optional<CMSampleBuffer> pauseDecisionAfterPause(Live& now, const CMSampleBuffer& buffer,
+                                                        bool isInPauseTransition);
   /// Counts and logs a buffer that came while the recorder was not recording.
   void dropForState(const char* medium, RecorderState current);
   void enqueue(CMSampleBuffer buffer, bool isVideo, OutputPipeline& pipeline, bool isLead);
@@ -303,7 +342,7 @@ void TavoRecorder::Core::start(const std::optional<Configuration>& configuration
   clock.setWrappedValue(Clock{std::nullopt, std::nullopt, true});
   live.mutate([&](Live& now) {
     now.state = RecorderState::recording;
-    now.pipelines = std::move(prepared);
+    now.setPipelines(std::move(prepared));
   });
   isRecording.set(true);
   onMain([this] { notificationCenter.post(std::string(recordingDidStartNotification)); });
@@ -438,8 +477,8 @@ void TavoRecorder::Core::dropForState(const char* medium, RecorderState current)
   logger.debug("Dropping {} frame — recorder state is {}", medium, name(current));
 }
 
-std::optional<CMSampleBuffer> TavoRecorder::Core::pauseDecision(Live& now, const CMSampleBuffer& buffer,
-                                                                bool isInPauseTransition) {
+std::optional<CMSampleBuffer> TavoRecorder::Core::pauseDecisionAfterPause(Live& now, const CMSampleBuffer& buffer,
+                                                                          bool isInPauseTransition) {
   const CMTime t = CMSampleBufferGetPresentationTimeStamp(buffer);
   if (now.isPaused) {
     if (!now.pauseStartTime) now.pauseStartTime = t;
@@ -540,12 +579,10 @@ void TavoRecorder::writeVideo(const CMSampleBuffer& sampleBuffer, CanvasRole rol
   try {
     const RecorderState seen = core_->live.mutate([&](Core::Live& now) {
       if (now.state != RecorderState::recording) return now.state;
-      for (const auto& pipeline : now.pipelines) {
-        if (pipeline->role != role) continue;
-        std::optional<CMSampleBuffer> kept = core_->pauseDecision(now, sampleBuffer, isInPauseTransition);
-        if (kept) core_->enqueue(std::move(*kept), true, *pipeline, pipeline == now.pipelines.front());
-        break;
-      }
+      const Core::Live::Route* route = now.route(role);
+      if (route == nullptr || route->pipeline == nullptr) return now.state;
+      std::optional<CMSampleBuffer> kept = core_->pauseDecision(now, sampleBuffer, isInPauseTransition);
+      if (kept) core_->enqueue(std::move(*kept), true, *route->pipeline, route->isLead);
       return now.state;
     });
     if (seen != RecorderState::recording) core_->dropForState("video", seen);
