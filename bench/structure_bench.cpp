@@ -65,7 +65,7 @@ void BM_Structure(benchmark::State& state, const Operation& operation) {
 /// For every operation, time(large) / time(small) as a counter, best of the same number of rounds each
 /// (a minimum over more rounds would favour one side), every round starting with cold caches.
 void reportScaling(benchmark::State& state, const std::vector<Operation>& list, const Scene& small, const Scene& large) {
-  constexpr int kRounds = 10;
+  constexpr int kRounds = 30;
   for (auto _ : state) {
     for (const auto& operation : list) {
       double smallSeconds = bestSecondsOnColdCopy(small, kRounds, operation.run);

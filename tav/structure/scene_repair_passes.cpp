@@ -146,16 +146,26 @@ void Scene::repairFrameMembership() {
   if (std::none_of(elements.begin(), elements.end(), [](const SceneElement& e) { return e.frameID().has_value(); })) {
     return;
   }
-  // One table, the first layer of every id, answers every look-up below: a link's target, whether an
-  // id is a frame's, whether a layer is the first of its id. One table and one probe per question
-  // keep the pass's working set small on large formats.
-  UuidMap<std::size_t> firstOfID(elements.size());
+  // One table answers every look-up below (a link's target, whether an id is a frame's, whether a
+  // layer is the first of its id): the first layer of each id the pass asks about, which are the ids
+  // links point at and the linked layers' own. It stays small when few layers stand in frames, and
+  // one table with one probe per question keeps the working set small when many do.
+  UuidMap<std::size_t> firstOfID;
+  for (const auto& element : elements) {
+    if (!element.frameID()) continue;
+    firstOfID.tryEmplace(*element.frameID(), kNoIndex);
+    firstOfID.tryEmplace(element.id(), kNoIndex);
+  }
   // By the first layer of an id: whether any layer with that id is a frame (any such layer counts).
   std::vector<bool> isFrameID(elements.size(), false);
   std::vector<bool> isFirstOfID(elements.size(), false);
   for (std::size_t i = 0; i < elements.size(); ++i) {
-    const auto [first, inserted] = firstOfID.tryEmplace(elements[i].id(), i);
-    isFirstOfID[i] = inserted;
+    std::size_t* first = firstOfID.find(elements[i].id());
+    if (first == nullptr) continue;
+    if (*first == kNoIndex) {
+      *first = i;
+      isFirstOfID[i] = true;
+    }
     if (elements[i].type().isFrame()) isFrameID[*first] = true;
   }
   auto linkTarget = [&](const std::optional<Uuid>& frameID) {
