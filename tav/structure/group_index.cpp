@@ -6,7 +6,7 @@ GroupIndex::GroupIndex(const SceneElementGroupMap& groups) : slots_(groups.size(
   groups_.reserve(groups.size());
   keys_.reserve(groups.size());
   for (const auto& [id, group] : groups) {
-    slots_.tryEmplace(id, groups_.size());
+    slots_.tryEmplace(id, static_cast<std::uint32_t>(groups_.size()));
     groups_.push_back(&group);
     keys_.push_back(id);
   }

@@ -23,7 +23,7 @@ class GroupIndex {
   std::size_t size() const { return groups_.size(); }
   /// The slot of `id`, or npos when no group has it.
   std::size_t slotOf(const Uuid& id) const {
-    const std::size_t* slot = slots_.find(id);
+    const std::uint32_t* slot = slots_.find(id);
     return slot ? *slot : npos;
   }
   const SceneElementGroup& group(std::size_t slot) const { return *groups_[slot]; }
@@ -51,7 +51,9 @@ class GroupIndex {
   std::vector<const SceneElementGroup*> groups_;
   std::vector<Uuid> keys_;
   std::vector<std::size_t> parents_;
-  UuidMap<std::size_t> slots_;
+  // 32-bit slots keep an entry at 24 bytes, not 32: the table of 10,000 groups then fits in L2 beside
+  // the layers being read. A format cannot hold 2^32 groups in memory.
+  UuidMap<std::uint32_t> slots_;
   mutable std::vector<std::uint32_t> stamps_;
   mutable std::uint32_t generation_ = 0;
 };
