@@ -482,17 +482,14 @@ std::optional<CMSampleBuffer> TavoRecorder::Core::pauseDecisionAfterPause(Live& 
   const CMTime t = CMSampleBufferGetPresentationTimeStamp(buffer);
   if (now.isPaused) {
     if (!now.pauseStartTime) now.pauseStartTime = t;
-    ++droppedBuffers;
-    return std::nullopt;
-  }
-  if (now.pauseStartTime) {
-    // The resume transition is still running until a buffer arrives that is not part of it.
-    if (isInPauseTransition) {
-      ++droppedBuffers;
-      return std::nullopt;
-    }
+  } else if (now.pauseStartTime && !isInPauseTransition) {
+    // The first buffer after the resume transition ends the pause.
     now.accumulatedPauseDuration = now.accumulatedPauseDuration + (t - *now.pauseStartTime);
     now.pauseStartTime.reset();
+  }
+  if (now.pauseStartTime) {  // paused, or the resume transition is still running
+    ++droppedBuffers;
+    return std::nullopt;
   }
   if (CMTimeCompare(now.accumulatedPauseDuration, kCMTimeZero) > 0) {
     if (auto shifted = shiftingTimestamps(buffer, kCMTimeZero - now.accumulatedPauseDuration)) return shifted;
