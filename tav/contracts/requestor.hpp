@@ -23,6 +23,7 @@
 #include "tav/contracts/any_encodable.hpp"
 #include "tav/contracts/json_coder.hpp"
 #include "tav/contracts/url.hpp"
+#include "tav/contracts/shared_text_error.hpp"
 
 namespace tav {
 
@@ -63,7 +64,7 @@ struct HTTPResponse {
 };
 
 /// The one failure of a request, with a message that names what went wrong and the URL.
-class RequestorError : public std::runtime_error {
+class RequestorError : public SharedTextError {
  public:
   enum class Kind {
     // The service was not reached, or the connection broke before its whole answer came: worth
@@ -81,7 +82,7 @@ class RequestorError : public std::runtime_error {
   };
 
   RequestorError(Kind kind, std::string message, std::optional<int> statusCode = std::nullopt)
-      : std::runtime_error(std::move(message)), kind_(kind), statusCode_(statusCode) {}
+      : SharedTextError(std::move(message)), kind_(kind), statusCode_(statusCode) {}
 
   Kind kind() const { return kind_; }
   /// The HTTP status for unacceptableStatusCode and decodingFailed; absent otherwise.

@@ -56,7 +56,7 @@ std::string describe(C errorCase, const std::string& argument) {
 }  // namespace
 
 VideoRecorderError::VideoRecorderError(Case errorCase, std::string argument)
-    : std::runtime_error(describe(errorCase, argument)), case_(errorCase), argument_(std::move(argument)) {}
+    : SharedTextError(describe(errorCase, argument)), case_(errorCase), argument_(std::move(argument)) {}
 
 std::string_view VideoRecorderError::key(Case errorCase) { return textOf(errorCase).key; }
 std::string_view VideoRecorderError::defaultText(Case errorCase) { return textOf(errorCase).defaultText; }

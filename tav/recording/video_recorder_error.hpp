@@ -9,10 +9,11 @@
 #include <string_view>
 
 #include "tav/contracts/media_stream_type.hpp"
+#include "tav/contracts/shared_text_error.hpp"
 
 namespace tav {
 
-class VideoRecorderError : public std::runtime_error {
+class VideoRecorderError : public SharedTextError {
  public:
   /// The cases in their declared order.
   enum class Case {
