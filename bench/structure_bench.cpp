@@ -136,6 +136,13 @@ const DeepFixture& deepFixture(Shape shape, std::size_t depth) {
 
 std::vector<Operation> depthOperations(Shape shape) {
   std::vector<Operation> all = operations();
+  // Not an operation of the library: a read of one field of every layer, the scaling of the memory
+  // itself on this shape, for the other ratios to be read against.
+  all.push_back({"baselineScan", [](Scene& s) {
+                   std::size_t grouped = 0;
+                   for (const auto& element : s.elements()) grouped += element.groupMembership().has_value();
+                   benchmark::DoNotOptimize(grouped);
+                 }});
   all.push_back({"repairAllFormats", [](Scene& s) { s.repairAllFormats(); }});
   if (shape != Shape::frames) {
     all.push_back({"elementsRecursive", [](Scene& s) { benchmark::DoNotOptimize(s.elementsRecursive(testing::id(1'000'000))); }});

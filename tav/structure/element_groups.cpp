@@ -1,5 +1,6 @@
 // The read-only structure questions of a scene format: folders, ancestry, members and mask roles.
 #include <algorithm>
+#include <cstdint>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -74,12 +75,21 @@ std::vector<SceneElement> Scene::elementsRecursive(const Uuid& groupID) const {
   detail::GroupIndex index(groups());
   const std::vector<std::size_t> inside =
       detail::firstOnWalkUp(index, [&](std::size_t slot) { return index.key(slot) == groupID; });
-  std::vector<SceneElement> result;
-  for (const auto& element : elements()) {
-    if (!element.groupMembership()) continue;
-    std::size_t slot = index.slotOf(element.groupMembership()->groupID);
-    if (slot != detail::GroupIndex::npos && inside[slot] != detail::GroupIndex::npos) result.push_back(element);
+  // Positions first, so the copies go once into storage of their final size: a deep folder holds
+  // most of the format, and growing the result would move every copy it already made.
+  std::vector<std::uint32_t> positions;
+  const auto& list = elements();
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    const auto& membership = list[i].groupMembership();
+    if (!membership) continue;
+    std::size_t slot = index.slotOf(membership->groupID);
+    if (slot != detail::GroupIndex::npos && inside[slot] != detail::GroupIndex::npos) {
+      positions.push_back(static_cast<std::uint32_t>(i));
+    }
   }
+  std::vector<SceneElement> result;
+  result.reserve(positions.size());
+  for (std::uint32_t i : positions) result.push_back(list[i]);
   return result;
 }
 
