@@ -1,4 +1,4 @@
-// A std::runtime_error whose copies can live and die on different threads, seen by every sanitizer.
+// A std::runtime_error whose copies may be released on different threads without a false race report.
 //
 // Errors of requests and recordings travel as values: a worker builds one, a completion or a
 // notification on another thread keeps a copy. std::runtime_error keeps its text in a string whose
