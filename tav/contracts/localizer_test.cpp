@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tav/testing/scoped_environment_variable.hpp"
 #include "tav/testing/scratch_directory.hpp"
 
 namespace tav {
@@ -52,13 +53,10 @@ TEST(Localizer, MalformedTableIsLoggedOnceAndIgnored) {
 TEST(Localizer, LanguageComesFromTheEnvironment) {
   Tables tables;
   tables.write("de/Localizable.json", R"({"HELLO": "Hallo"})");
-  const char* saved = std::getenv("LC_ALL");
-  const std::optional<std::string> before = saved ? std::optional<std::string>(saved) : std::nullopt;
-  ::setenv("LC_ALL", "de_DE.UTF-8", 1);
+  testing::ScopedEnvironmentVariable locale("LC_ALL", "de_DE.UTF-8");
   EXPECT_EQ(Localizer(tables.path()).localized("HELLO"), "Hallo");
-  ::setenv("LC_ALL", "C", 1);
+  locale.set("C");
   EXPECT_EQ(Localizer(tables.path()).localized("HELLO"), "HELLO");
-  before ? ::setenv("LC_ALL", before->c_str(), 1) : ::unsetenv("LC_ALL");
 }
 
 TEST(Localizer, LibraryTextsComeFromTheTavCommonTable) {

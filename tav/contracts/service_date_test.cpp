@@ -4,23 +4,24 @@
 
 #include <gtest/gtest.h>
 
+#include "tav/testing/scoped_environment_variable.hpp"
+
 namespace tav {
 namespace {
 
 using namespace std::chrono;
 
-/// Sets TZ for one test and puts back what was there.
+/// Sets TZ for one test and puts back what was there; tzset makes the C library read it again.
 struct TimeZone {
   explicit TimeZone(const char* zone) {
-    if (const char* old = getenv("TZ")) previous = old;
-    setenv("TZ", zone, 1);
+    variable.emplace("TZ", zone);
     tzset();
   }
   ~TimeZone() {
-    previous ? setenv("TZ", previous->c_str(), 1) : unsetenv("TZ");
+    variable.reset();
     tzset();
   }
-  std::optional<std::string> previous;
+  std::optional<testing::ScopedEnvironmentVariable> variable;
 };
 
 const ServiceDate kMarchFirstNineUTC = ServiceDate(sys_days(year(2026) / 3 / 1) + hours(9));

@@ -12,6 +12,7 @@
 
 #include "tav/contracts/json_coder.hpp"
 #include "tav/platform/atomic_file.hpp"
+#include "tav/testing/scoped_environment_variable.hpp"
 #include "tav/testing/scratch_directory.hpp"
 
 namespace tav {
@@ -164,13 +165,10 @@ TEST(FileUserDefaults, ConcurrentWritersLoseNothing) {
 }
 
 TEST(FileUserDefaults, DefaultPathFollowsXdgConfigHome) {
-  const char* saved = std::getenv("XDG_CONFIG_HOME");
-  const std::optional<std::string> before = saved ? std::optional<std::string>(saved) : std::nullopt;
-  ::setenv("XDG_CONFIG_HOME", "/srv/config", 1);
+  testing::ScopedEnvironmentVariable configHome("XDG_CONFIG_HOME", "/srv/config");
   EXPECT_EQ(FileUserDefaults::defaultPath(), std::filesystem::path("/srv/config/tavo/defaults.json"));
-  ::setenv("XDG_CONFIG_HOME", "relative/ignored", 1);
+  configHome.set("relative/ignored");
   EXPECT_EQ(FileUserDefaults::defaultPath().parent_path().parent_path().filename(), ".config");
-  before ? ::setenv("XDG_CONFIG_HOME", before->c_str(), 1) : ::unsetenv("XDG_CONFIG_HOME");
 }
 
 TEST(UserDefaults, ChangeHandlersHearEveryChangeOfTheirStoreOnly) {

@@ -24,22 +24,12 @@
 #include "tav/platform/videos_folder_media_library.hpp"
 #include "tav/recording/recording_video_settings.hpp"
 #include "tav/recording/tavo_writer.hpp"
+#include "tav/testing/scoped_environment_variable.hpp"
 #include "tav/testing/scratch_directory.hpp"
 #include "tav/testing/synthetic_media.hpp"
 
 namespace tav {
 namespace {
-
-// Sets an environment variable for one scope.
-struct ScopedEnvironment {
-  ScopedEnvironment(const char* variable, const std::string& value) : name(variable) {
-    if (const char* old = std::getenv(variable)) before = old;
-    ::setenv(variable, value.c_str(), 1);
-  }
-  ~ScopedEnvironment() { before ? ::setenv(name, before->c_str(), 1) : ::unsetenv(name); }
-  const char* name;
-  std::optional<std::string> before;
-};
 
 // The child: records 640x360 NV12 at 30 fps and 48 kHz stereo in real time into `output` until it is
 // killed (or 30 s pass, should the parent be gone). Writes one byte to `ready` after the first frame and
@@ -135,7 +125,7 @@ TEST(InterruptedRecording, KilledLeadWriterLeavesAPlayableFileThatRecoveryMoves)
   const std::filesystem::path output = temporary / "Recording 2026-11-23.mov";
   const std::filesystem::path defaultsFile = temporary / "defaults.json";
   // The recovery looks in the temporary directory; the child records there too.
-  ScopedEnvironment tmpdir("TMPDIR", temporary.path().string());
+  testing::ScopedEnvironmentVariable tmpdir("TMPDIR", temporary.path().string());
   KilledRecording killed;
   recordAndKill(output, defaultsFile, std::chrono::milliseconds(3100), killed);
   if (::testing::Test::HasFatalFailure()) return;

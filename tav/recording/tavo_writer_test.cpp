@@ -8,6 +8,7 @@
 #include <future>
 
 #include "tav/recording/video_recorder_error.hpp"
+#include "tav/testing/scoped_environment_variable.hpp"
 #include "tav/testing/scratch_directory.hpp"
 #include "tav/testing/scripted_asset_writer.hpp"
 
@@ -327,18 +328,10 @@ class FakeMediaLibrary final : public MediaLibrary {
 };
 
 /// Points TMPDIR at a folder while it lives, then puts back what was there.
-struct TemporaryDirectoryOverride {
-  explicit TemporaryDirectoryOverride(const fs::path& directory) {
-    if (const char* value = std::getenv("TMPDIR")) before = value;
-    ::setenv("TMPDIR", directory.c_str(), 1);
-  }
-  ~TemporaryDirectoryOverride() { before ? ::setenv("TMPDIR", before->c_str(), 1) : ::unsetenv("TMPDIR"); }
-  std::optional<std::string> before;
-};
 
 TEST_F(TavoWriterTest, RecoveryFindsTheMarkedFileInTheTemporaryDirectory) {
   FakeMediaLibrary library(scratch_ / "library");
-  TemporaryDirectoryOverride temporary(scratch_ / "tmp");
+  testing::ScopedEnvironmentVariable temporary("TMPDIR", (scratch_ / "tmp").string());
   fs::create_directories(scratch_ / "tmp");
   auto markHandle = TavoWriter::currentOutputURL(store_);
 
@@ -367,7 +360,7 @@ TEST_F(TavoWriterTest, RecoveryFindsTheMarkedFileInTheTemporaryDirectory) {
 
 TEST_F(TavoWriterTest, RecoveryFailuresAreLoggedAndKeepTheFile) {
   FakeMediaLibrary library(scratch_ / "library");
-  TemporaryDirectoryOverride temporary(scratch_ / "tmp");
+  testing::ScopedEnvironmentVariable temporary("TMPDIR", (scratch_ / "tmp").string());
   scratch_.write("tmp/cut.mov", "frames");
   TavoWriter::currentOutputURL(store_).set(Url::fileUrl(scratch_ / "cut.mov"));
 

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tav/testing/scoped_environment_variable.hpp"
 #include "tav/testing/scratch_directory.hpp"
 
 namespace tav {
@@ -14,12 +15,8 @@ namespace {
 
 // Points $XDG_CACHE_HOME at a fresh directory for one test and restores it afterwards.
 struct ScopedCacheHome : testing::ScratchDirectory {
-  ScopedCacheHome() : ScratchDirectory("tav-background-test") {
-    if (const char* old = std::getenv("XDG_CACHE_HOME")) previous = old;
-    setenv("XDG_CACHE_HOME", path().c_str(), 1);
-  }
-  ~ScopedCacheHome() { previous ? setenv("XDG_CACHE_HOME", previous->c_str(), 1) : unsetenv("XDG_CACHE_HOME"); }
-  std::optional<std::string> previous;
+  ScopedCacheHome() : ScratchDirectory("tav-background-test"), variable("XDG_CACHE_HOME", path().string()) {}
+  testing::ScopedEnvironmentVariable variable;
 };
 
 TEST(Background, JsonKeysInOrder) {
