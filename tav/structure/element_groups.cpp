@@ -97,6 +97,7 @@ std::unordered_map<Uuid, int> Scene::transitiveMemberCounts() const {
   detail::GroupIndex index(groups());
   auto bySlot = detail::transitiveMemberCountsBySlot(elements(), index);
   std::unordered_map<Uuid, int> counts;
+  counts.reserve(bySlot.size());
   for (std::size_t slot = 0; slot < bySlot.size(); ++slot) {
     if (bySlot[slot] > 0) counts.emplace(index.key(slot), bySlot[slot]);
   }

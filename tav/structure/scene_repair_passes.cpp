@@ -3,11 +3,11 @@
 // ids are looked up in flat maps, folder chains are walked over a flat group index.
 #include <algorithm>
 #include <cstdint>
-#include <numeric>
 #include <utility>
 #include <vector>
 
 #include "tav/scene/scene.hpp"
+#include "tav/structure/compact_lists.hpp"
 #include "tav/structure/group_index.hpp"
 #include "tav/structure/link_graph.hpp"
 #include "tav/structure/uuid_index.hpp"
@@ -310,32 +310,35 @@ void Scene::normaliseGroupContiguity() {
   }
   std::sort(foldersByFront.begin(), foldersByFront.end());
   auto listOf = [&](std::size_t container) { return container == GroupIndex::npos ? groupCount : container; };
-  std::vector<std::vector<std::size_t>> units(groupCount + 1);
-  std::size_t nextFolder = 0;
-  for (std::size_t i = 0; i < n; ++i) {
-    // Folders whose front-most layer this is come first: the layer lies inside them.
-    for (; nextFolder < foldersByFront.size() && foldersByFront[nextFolder].first == i; ++nextFolder) {
-      const std::size_t slot = foldersByFront[nextFolder].second;
-      units[listOf(containerOf(slot))].push_back(n + slot);
+  // Every unit in array order of its front-most layer, with the list it joins.
+  auto forEachUnit = [&](auto&& visit) {
+    std::size_t nextFolder = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      // Folders whose front-most layer this is come first: the layer lies inside them.
+      for (; nextFolder < foldersByFront.size() && foldersByFront[nextFolder].first == i; ++nextFolder) {
+        const std::size_t slot = foldersByFront[nextFolder].second;
+        visit(listOf(containerOf(slot)), n + slot);
+      }
+      visit(listOf(layerFolder[i]), i);
     }
-    units[listOf(layerFolder[i])].push_back(i);
-  }
+  };
+  const detail::CompactLists units = detail::compactLists(groupCount + 1, forEachUnit);
 
   // Read the levels depth first, with an explicit stack: nesting may be as deep as the document.
   std::vector<std::size_t> order;
   order.reserve(n);
-  std::vector<std::pair<std::size_t, std::size_t>> stack{{groupCount, 0}};  // list, next unit
+  std::vector<std::pair<std::size_t, std::size_t>> stack{{groupCount, units.begin(groupCount)}};  // list, next unit
   while (!stack.empty()) {
     auto& [list, next] = stack.back();
-    if (next == units[list].size()) {
+    if (next == units.end(list)) {
       stack.pop_back();
       continue;
     }
-    const std::size_t unit = units[list][next++];
+    const std::size_t unit = units.items[next++];
     if (unit < n) {
       order.push_back(unit);
     } else {
-      stack.emplace_back(unit - n, 0);
+      stack.emplace_back(unit - n, units.begin(unit - n));
     }
   }
 
@@ -371,26 +374,23 @@ std::vector<std::size_t> frameRenderIndices(const std::vector<SceneElement>& ele
   }
   if (indexOf.empty()) return {};
   findFirstIndices(elements, indexOf);
-  // Children by the first index of their frame's id, in array order (a compact adjacency list).
+  // Children by the first index of their frame's id, in array order.
   std::vector<std::size_t> parentOf(n, GroupIndex::npos);
-  std::vector<std::size_t> childCount(n + 1, 0);
   bool anyChild = false;
   for (std::size_t i = 0; i < n; ++i) {
     const auto& frameID = elements[i].frameID();
     if (!frameID) continue;
     if (const std::size_t* frame = indexOf.find(*frameID); frame != nullptr && *frame != kNoIndex) {
       parentOf[i] = *frame;
-      ++childCount[*frame + 1];
       anyChild = true;
     }
   }
   if (!anyChild) return {};
-  std::partial_sum(childCount.begin(), childCount.end(), childCount.begin());
-  std::vector<std::size_t> children(childCount[n]);
-  std::vector<std::size_t> fill(childCount.begin(), childCount.end() - 1);
-  for (std::size_t i = 0; i < n; ++i) {
-    if (parentOf[i] != GroupIndex::npos) children[fill[parentOf[i]]++] = i;
-  }
+  const detail::CompactLists children = detail::compactLists(n, [&](auto&& visit) {
+    for (std::size_t i = 0; i < n; ++i) {
+      if (parentOf[i] != GroupIndex::npos) visit(parentOf[i], i);
+    }
+  });
 
   std::vector<bool> visited(n, false);
   std::vector<std::size_t> result;
@@ -410,15 +410,15 @@ std::vector<std::size_t> frameRenderIndices(const std::vector<SceneElement>& ele
     if (elements[i].type().isFrame()) {
       if (const std::size_t* first = indexOf.find(elements[i].id())) key = *first;
     }
-    stack.push_back({i, key, key == kNoIndex ? 0 : childCount[key]});
+    stack.push_back({i, key, key == kNoIndex ? 0 : children.begin(key)});
   };
   auto emit = [&](std::size_t root) {
     if (visited[root]) return;
     push(root);
     while (!stack.empty()) {
       Visit& top = stack.back();
-      if (top.childKey != kNoIndex && top.nextChild < childCount[top.childKey + 1]) {
-        std::size_t child = children[top.nextChild++];
+      if (top.childKey != kNoIndex && top.nextChild < children.end(top.childKey)) {
+        std::size_t child = children.items[top.nextChild++];
         if (!visited[child]) push(child);
         continue;
       }
