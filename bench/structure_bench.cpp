@@ -3,7 +3,8 @@
 // (folders nested four deep and not contiguous, split groups, frames with members, masks), and
 // BM_StructureScaling reports time(10,000) / time(1,000) per operation: target at most 15.
 // BM_StructureDepthScaling does the same for depth, 1,000 and 10,000 deep, through decoding, every pass
-// and the queries that walk up: a chain of folders, a chain of frames, and both in one scene.
+// and the queries that walk up: a chain of folders, a chain of frames, both nestings on the same layers,
+// and (a document three times that size) both chains side by side with loose layers between.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -62,17 +63,17 @@ void BM_Structure(benchmark::State& state, const Operation& operation) {
   runOnFreshCopies(state, generatedScene(static_cast<std::size_t>(state.range(0))), operation.run);
 }
 
-/// For every operation, time(large) / time(small) as a counter, best of the same number of rounds each
-/// (a minimum over more rounds would favour one side), every round starting with cold caches.
+/// For every operation, time(large) / time(small) as a counter (bestScalingTimes), every round
+/// starting with cold caches.
 void reportScaling(benchmark::State& state, const std::vector<Operation>& list, const Scene& small, const Scene& large) {
-  constexpr int kRounds = 30;
   for (auto _ : state) {
     for (const auto& operation : list) {
-      double smallSeconds = bestSecondsOnColdCopy(small, kRounds, operation.run);
-      double largeSeconds = bestSecondsOnColdCopy(large, kRounds, operation.run);
-      state.counters[operation.name] = largeSeconds / smallSeconds;
+      if (const char* only = std::getenv("TAV_BENCH_ONLY"); only && std::string(only) != operation.name) continue;
+      const ScalingTimes times = bestScalingTimes(
+          [&](int size, int rounds) { return bestSecondsOnColdCopy(size == 0 ? small : large, rounds, operation.run); });
+      state.counters[operation.name] = times.ratio();
       if (std::getenv("TAV_BENCH_VERBOSE")) {
-        std::fprintf(stderr, "%s: %.1f us small, %.1f us large\n", operation.name, smallSeconds * 1e6, largeSeconds * 1e6);
+        std::fprintf(stderr, "%s: %.1f us small, %.1f us large\n", operation.name, times.small * 1e6, times.large * 1e6);
       }
     }
   }
@@ -83,30 +84,48 @@ void BM_StructureScaling(benchmark::State& state) {
   reportScaling(state, operations(), generatedScene(1000), generatedScene(10000));
 }
 
-/// The nested shapes of the depth benchmarks, `depth` deep: a chain of folders (folder k inside folder
-/// k - 1, with layer k in it), a chain of frames (frame k inside frame k - 1), and both chains in one
-/// scene with a loose layer at every level (3 layers a level). Layers stand deepest first, so that
-/// gathering has work to do.
-enum class Shape { folders, frames, both };
+/// The nested shapes of the depth benchmarks, `depth` deep. Three have one layer a level, the sizes of
+/// the width benchmark: a chain of folders (folder k inside folder k - 1, with layer k in it), a chain
+/// of frames (frame k inside frame k - 1), and both on the same layers (frame k in folder k and inside
+/// frame k - 1). The fourth is a larger document: both chains side by side with a loose layer at every
+/// level (3 layers a level). Layers stand deepest first, so that gathering has work to do.
+enum class Shape { folders, frames, nestedBothWays, twoChainsAndLooseLayers };
 
-std::size_t layersPerLevel(Shape shape) { return shape == Shape::both ? 3 : 1; }
+std::size_t layersPerLevel(Shape shape) { return shape == Shape::twoChainsAndLooseLayers ? 3 : 1; }
+
+// Folder k, frame k and loose layer k of the deep shapes are numbered from these.
+constexpr unsigned kFolder = 1'000'000;
+constexpr unsigned kFrame = 2'000'000;
+constexpr unsigned kLoose = 500'000;
 
 Scene makeDeepScene(Shape shape, unsigned n) {
+  auto frameAt = [](unsigned k) {
+    SceneElement frame = testing::frameLayer(kFrame + k);
+    return k == 0 ? frame : testing::inFrame(frame, kFrame + k - 1);
+  };
   std::vector<SceneElementGroup> groups;
   std::vector<SceneElement> layers;
-  const bool withFolders = shape != Shape::frames;
-  const bool withFrames = shape != Shape::folders;
-  if (withFolders) {
+  if (shape != Shape::frames) {
     for (unsigned k = 0; k < n; ++k) {
-      groups.push_back(testing::folder(1'000'000 + k, k == 0 ? std::nullopt : std::optional<unsigned>(1'000'000 + k - 1)));
+      groups.push_back(testing::folder(kFolder + k, k == 0 ? std::nullopt : std::optional<unsigned>(kFolder + k - 1)));
     }
   }
   for (unsigned k = n; k-- > 0;) {
-    if (withFolders) layers.push_back(testing::inGroup(testing::shapeLayer(k + 1), 1'000'000 + k));
-    if (shape == Shape::both) layers.push_back(testing::shapeLayer(500'000 + k));
-    if (withFrames) {
-      SceneElement frame = testing::frameLayer(2'000'000 + k);
-      layers.push_back(k == 0 ? frame : testing::inFrame(frame, 2'000'000 + k - 1));
+    switch (shape) {
+      case Shape::folders:
+        layers.push_back(testing::inGroup(testing::shapeLayer(k + 1), kFolder + k));
+        break;
+      case Shape::frames:
+        layers.push_back(frameAt(k));
+        break;
+      case Shape::nestedBothWays:
+        layers.push_back(testing::inGroup(frameAt(k), kFolder + k));
+        break;
+      case Shape::twoChainsAndLooseLayers:
+        layers.push_back(testing::inGroup(testing::shapeLayer(k + 1), kFolder + k));
+        layers.push_back(testing::shapeLayer(kLoose + k));
+        layers.push_back(frameAt(k));
+        break;
     }
   }
   return testing::sceneWith(layers, groups);
@@ -120,7 +139,7 @@ struct DeepFixture {
 const DeepFixture& deepFixture(Shape shape, std::size_t depth) {
   static const auto fixtures = [] {
     std::vector<std::vector<DeepFixture>> all;
-    for (Shape each : {Shape::folders, Shape::frames, Shape::both}) {
+    for (Shape each : {Shape::folders, Shape::frames, Shape::nestedBothWays, Shape::twoChainsAndLooseLayers}) {
       std::vector<DeepFixture> bySize;
       for (unsigned n : {1000u, 10000u}) {
         Scene scene = makeDeepScene(each, n);
@@ -145,7 +164,7 @@ std::vector<Operation> depthOperations(Shape shape) {
                  }});
   all.push_back({"repairAllFormats", [](Scene& s) { s.repairAllFormats(); }});
   if (shape != Shape::frames) {
-    all.push_back({"elementsRecursive", [](Scene& s) { benchmark::DoNotOptimize(s.elementsRecursive(testing::id(1'000'000))); }});
+    all.push_back({"elementsRecursive", [](Scene& s) { benchmark::DoNotOptimize(s.elementsRecursive(testing::id(kFolder))); }});
   }
   all.push_back({"decode", [shape](Scene& s) {
                    const std::size_t depth = s.elements().size() / layersPerLevel(shape);
@@ -167,8 +186,10 @@ void BM_StructureDepthScaling(benchmark::State& state, Shape shape) {
         ->Unit(benchmark::kMicrosecond);
   }
   benchmark::RegisterBenchmark("BM_StructureScaling", BM_StructureScaling)->Iterations(1)->Unit(benchmark::kMillisecond);
-  const std::pair<const char*, Shape> shapes[] = {
-      {"folders", Shape::folders}, {"frames", Shape::frames}, {"foldersAndFrames", Shape::both}};
+  const std::pair<const char*, Shape> shapes[] = {{"folders", Shape::folders},
+                                                   {"frames", Shape::frames},
+                                                   {"nestedBothWays", Shape::nestedBothWays},
+                                                   {"twoChainsAndLooseLayers", Shape::twoChainsAndLooseLayers}};
   for (const auto& [name, shape] : shapes) {
     benchmark::RegisterBenchmark((std::string("BM_StructureDepthScaling/") + name).c_str(), BM_StructureDepthScaling,
                                  shape)
