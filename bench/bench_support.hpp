@@ -143,8 +143,9 @@ const Fixture& fixtureOfSize(std::size_t layers) {
 
 /// Registers `<prefix>/<operation>` at 1,000 and 10,000 layers for every operation, and `scalingName`,
 /// which reports time(10,000 layers) / time(1,000 layers) per operation, best of 60 rounds each
-/// (bestScalingTimes), every round starting with cold caches (target at most 15). `fixture(n)` gives the fixture of n
-/// layers and must outlive the benchmarks. Set TAV_BENCH_VERBOSE to see the times behind the ratios.
+/// (bestScalingTimes), every round starting with cold caches (target at most 15). `fixture(n)` gives
+/// the fixture of n layers and must outlive the benchmarks. Set TAV_BENCH_VERBOSE to see the times
+/// behind the ratios.
 template <class Fixture>
 bool registerScalingSuite(const char* prefix, const char* scalingName,
                           const std::vector<ScalingOperation<Fixture>>& operations,
