@@ -95,7 +95,7 @@ std::vector<SceneElement> Scene::elementsRecursive(const Uuid& groupID) const {
 
 std::unordered_map<Uuid, int> Scene::transitiveMemberCounts() const {
   detail::GroupIndex index(groups());
-  auto bySlot = detail::transitiveMemberCountsBySlot(elements(), index);
+  auto bySlot = detail::transitiveMemberCountsBySlot(index.memberSlots(elements()), index);
   std::unordered_map<Uuid, int> counts;
   counts.reserve(bySlot.size());
   for (std::size_t slot = 0; slot < bySlot.size(); ++slot) {
@@ -136,7 +136,7 @@ std::vector<FolderGroup> Scene::folderGroups() const {
     const auto& membership = list[i].groupMembership();
     if (!membership) continue;
     std::size_t slot = index.slotOf(membership->groupID);
-    if (slot == detail::GroupIndex::npos || index.group(slot).kind != SceneElementGroupKind::folder) continue;
+    if (slot == detail::GroupIndex::npos || !index.isFolder(slot)) continue;
     auto& folder = bySlot[slot];
     if (folder.members.empty()) folder.indexRange.lowerBound = i;
     folder.indexRange.upperBound = i;

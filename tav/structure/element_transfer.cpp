@@ -45,7 +45,7 @@ std::vector<SplitBookends> splitBookendsBySlot(const std::vector<SceneElement>& 
     const auto& membership = elements[i].groupMembership();
     if (!membership || !membership->role) continue;
     const std::size_t slot = index.slotOf(membership->groupID);
-    if (slot == kNone || index.group(slot).kind != SceneElementGroupKind::splitVideo) continue;
+    if (slot == kNone || index.kind(slot) != SceneElementGroupKind::splitVideo) continue;
     if (*membership->role == SceneElementGroupRole::splitForeground) {
       bySlot[slot].foreground = i;
     } else {
@@ -250,7 +250,7 @@ std::vector<Uuid> Scene::transferElements(const std::unordered_set<Uuid>& ids, A
     const auto& membership = source.elements[i].groupMembership();
     if (!membership || !membership->role) continue;
     const std::size_t slot = groupIndex.slotOf(membership->groupID);
-    if (slot == kNone || groupIndex.group(slot).kind != SceneElementGroupKind::splitVideo) continue;
+    if (slot == kNone || groupIndex.kind(slot) != SceneElementGroupKind::splitVideo) continue;
     if (!splitsSeen.insert(membership->groupID) || !splits[slot].resolved()) continue;
     if (copied[splits[slot].foreground] && copied[splits[slot].background]) {
       splitMap.tryEmplace(membership->groupID, Uuid::random());

@@ -9,7 +9,6 @@
 
 #include "tav/scene/scene_format.hpp"
 #include "tav/structure/link_graph.hpp"
-#include "tav/structure/uuid_index.hpp"
 
 namespace tav::detail {
 
@@ -20,13 +19,15 @@ class GroupIndex {
   /// Slots follow the map's own order (ascending id).
   explicit GroupIndex(const SceneElementGroupMap& groups);
 
-  std::size_t size() const { return groups_.size(); }
+  std::size_t size() const { return keys_.size(); }
   /// The slot of `id`, or npos when no group has it.
-  std::size_t slotOf(const Uuid& id) const {
-    const std::uint32_t* slot = slots_.find(id);
-    return slot ? *slot : npos;
-  }
+  std::size_t slotOf(const Uuid& id) const;
+  /// The group's whole record. The passes ask kind() and isMaskGroup() instead where that is all they
+  /// need: the records lie scattered over the map's nodes, the answers side by side.
   const SceneElementGroup& group(std::size_t slot) const { return *groups_[slot]; }
+  SceneElementGroupKind kind(std::size_t slot) const { return kinds_[slot]; }
+  bool isFolder(std::size_t slot) const { return kinds_[slot] == SceneElementGroupKind::folder; }
+  bool isMaskGroup(std::size_t slot) const { return maskGroups_[slot] != 0; }
   /// The id the group is stored under. A damaged document may store a group under another id than
   /// its record's own: look-ups and links always go by this one.
   const Uuid& key(std::size_t slot) const { return keys_[slot]; }
@@ -34,6 +35,13 @@ class GroupIndex {
   std::size_t parent(std::size_t slot) const { return parents_[slot]; }
   /// parent(slot) of every slot, for LinkGraph.
   const std::vector<std::size_t>& parents() const { return parents_; }
+
+  /// The slot of every layer's group, by position: kNotGrouped for a layer in no group, kNoSuchGroup
+  /// for one whose group is missing. Passes that consult the groups of all layers more than once take
+  /// this once, so that each layer is read and looked up once.
+  static constexpr std::uint32_t kNotGrouped = std::numeric_limits<std::uint32_t>::max();
+  static constexpr std::uint32_t kNoSuchGroup = kNotGrouped - 1;
+  std::vector<std::uint32_t> memberSlots(const std::vector<SceneElement>& elements) const;
 
   /// Calls `visit(slot)` for `slot` and then each ancestor, innermost first, stopping at a group seen
   /// before in this walk (a cycle) or when `visit` returns false.
@@ -51,9 +59,14 @@ class GroupIndex {
   std::vector<const SceneElementGroup*> groups_;
   std::vector<Uuid> keys_;
   std::vector<std::size_t> parents_;
-  // 32-bit slots keep an entry at 24 bytes, not 32: the table of 10,000 groups then fits in L2 beside
-  // the layers being read. A format cannot hold 2^32 groups in memory.
-  UuidMap<std::uint32_t> slots_;
+  std::vector<SceneElementGroupKind> kinds_;
+  std::vector<std::uint8_t> maskGroups_;
+  // Open addressing over the slots: each entry holds slot + 1 (0 is empty) in its low half and the
+  // top of the id's hash in its high half, so a probe compares a key only when the hashes agree.
+  // Eight bytes an entry, where a table holding the ids would take 24: the passes look up every layer's
+  // group, and 10,000 groups then stay in L2 beside the layers being read.
+  std::vector<std::uint64_t> table_;
+  std::size_t tableMask_ = 0;
   mutable std::vector<std::uint32_t> stamps_;
   mutable std::uint32_t generation_ = 0;
 };
@@ -61,7 +74,7 @@ class GroupIndex {
 /// How many layers stand in each group directly or in groups inside it, by slot. A group on a cycle of
 /// parents counts every layer whose walk up reaches the cycle, as walkUp would. Linear in layers and
 /// groups, whatever the depth of nesting.
-std::vector<int> transitiveMemberCountsBySlot(const std::vector<SceneElement>& elements, const GroupIndex& index);
+std::vector<int> transitiveMemberCountsBySlot(const std::vector<std::uint32_t>& memberSlots, const GroupIndex& index);
 
 /// For each slot, the first group on its walk up (itself included) for which `test(slot)` holds; npos
 /// when there is none. Linear, whatever the depth of nesting.

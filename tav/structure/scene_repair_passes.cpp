@@ -50,40 +50,37 @@ void Scene::cleanupOrphanGroups() {
   std::vector<bool> keep;
   {
     const GroupIndex index(format.groups);
+    const std::vector<std::uint32_t> memberSlots = index.memberSlots(format.elements);
     std::vector<std::uint8_t> roles(index.size(), 0);
-    for (const auto& element : format.elements) {
-      const auto& membership = element.groupMembership();
-      if (!membership || !membership->role) continue;
-      std::size_t slot = index.slotOf(membership->groupID);
-      if (slot != GroupIndex::npos) roles[slot] |= roleBit(*membership->role);
+    for (std::size_t i = 0; i < memberSlots.size(); ++i) {
+      const std::uint32_t slot = memberSlots[i];
+      if (slot >= index.size() || index.isFolder(slot)) continue;
+      const auto& role = format.elements[i].groupMembership()->role;
+      if (role) roles[slot] |= roleBit(*role);
     }
     // Counted once, before anything goes: a parent counts its children's members, so it can outlive a
     // child removed in this same sweep.
-    const auto counts = detail::transitiveMemberCountsBySlot(format.elements, index);
+    const auto counts = detail::transitiveMemberCountsBySlot(memberSlots, index);
     keep.resize(index.size());
     for (std::size_t slot = 0; slot < index.size(); ++slot) {
-      const auto& group = index.group(slot);
-      if (group.kind == SceneElementGroupKind::folder) {
-        keep[slot] = counts[slot] >= (group.isMaskGroup() ? 2 : 1);
+      if (index.isFolder(slot)) {
+        keep[slot] = counts[slot] >= (index.isMaskGroup(slot) ? 2 : 1);
       } else {
         keep[slot] = roles[slot] == (roleBit(SceneElementGroupRole::splitForeground) |
                                      roleBit(SceneElementGroupRole::splitBackground));
       }
     }
-    auto survives = [&](const Uuid& id) {
-      std::size_t slot = index.slotOf(id);
-      return slot != GroupIndex::npos && keep[slot];
-    };
     // Memberships of removed (or never existing) groups go, and groups whose parent goes move to the
     // top level; decided on the index before the map changes.
-    for (auto& element : format.elements) {
-      if (element.groupMembership() && !survives(element.groupMembership()->groupID)) {
-        element.setGroupMembership(std::nullopt);
-      }
+    for (std::size_t i = 0; i < memberSlots.size(); ++i) {
+      const std::uint32_t slot = memberSlots[i];
+      if (slot == GroupIndex::kNotGrouped || (slot < index.size() && keep[slot])) continue;
+      format.elements[i].setGroupMembership(std::nullopt);
     }
     for (std::size_t slot = 0; slot < index.size(); ++slot) {
-      const auto& parent = index.group(slot).parentGroupID;
-      if (keep[slot] && parent && !survives(*parent)) format.groups.at(index.key(slot)).parentGroupID.reset();
+      const std::size_t parent = index.parent(slot);
+      if (!keep[slot] || (parent != GroupIndex::npos && keep[parent])) continue;
+      if (index.group(slot).parentGroupID) format.groups.at(index.key(slot)).parentGroupID.reset();
     }
   }
   std::size_t slot = 0;
@@ -228,7 +225,7 @@ void Scene::releaseMaskLinksAcrossGroups() {
   // Built once, before anything is cleared: the innermost mask folder of each group, then of each layer.
   const GroupIndex index(format.groups);
   const std::vector<std::size_t> innermostMaskOfGroup =
-      detail::firstOnWalkUp(index, [&](std::size_t slot) { return index.group(slot).isMaskGroup(); });
+      detail::firstOnWalkUp(index, [&](std::size_t slot) { return index.isMaskGroup(slot); });
   UuidMap<std::size_t> maskGroupOfLayer;
   for (const auto& element : format.elements) {
     if (!element.groupMembership()) continue;
@@ -265,7 +262,7 @@ void Scene::normaliseGroupContiguity() {
   // The folder tree: a folder's parent is its parent group when that is a folder too. A split group
   // ends the chain, so its bookends never move with a folder. The folders of a cycle of parents
   // (a damaged document) all hold the same layers, so the cycle is one node, named by its first slot.
-  auto isFolder = [&](std::size_t slot) { return index.group(slot).kind == SceneElementGroupKind::folder; };
+  auto isFolder = [&](std::size_t slot) { return index.isFolder(slot); };
   std::vector<std::size_t> folderParent(groupCount, GroupIndex::npos);
   bool anyFolder = false;
   for (std::size_t slot = 0; slot < groupCount; ++slot) {

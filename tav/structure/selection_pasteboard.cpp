@@ -81,7 +81,7 @@ FolderOperations::SelectionCopy copyMarkedSelection(const Scene& source, std::ve
       });
     }
     for (std::size_t slot = 0; slot < index.size(); ++slot) {
-      if (!onSelectedPath[slot] || index.group(slot).kind != SceneElementGroupKind::folder) continue;
+      if (!onSelectedPath[slot] || !index.isFolder(slot)) continue;
       index.walkUp(slot, [&](std::size_t ancestor) {
         if (index.key(ancestor) != *rootFolderID) return true;
         copyFolder[slot] = true;
@@ -115,7 +115,7 @@ FolderOperations::SelectionCopy copyMarkedSelection(const Scene& source, std::ve
         clone.setGroupMembership(SceneElementGroupMembership{*folder, membership->role});
       } else if (keepingParent) {
         const std::size_t slot = index.slotOf(membership->groupID);
-        if (slot != GroupIndex::npos && index.group(slot).kind == SceneElementGroupKind::folder) {
+        if (slot != GroupIndex::npos && index.isFolder(slot)) {
           clone.setGroupMembership(membership);
         }
       }

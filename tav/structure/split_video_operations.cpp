@@ -55,7 +55,7 @@ std::vector<std::pair<const SceneElementGroup*, Bookends>> resolvedSplits(const 
     const auto& membership = elements[i].groupMembership();
     if (!membership || !membership->role) continue;
     const std::size_t slot = index.slotOf(membership->groupID);
-    if (slot != kNone && index.group(slot).kind == SceneElementGroupKind::splitVideo) note(bySlot[slot], *membership, i);
+    if (slot != kNone && index.kind(slot) == SceneElementGroupKind::splitVideo) note(bySlot[slot], *membership, i);
   }
   std::vector<std::pair<const SceneElementGroup*, Bookends>> splits;
   for (std::size_t slot = 0; slot < index.size(); ++slot) {
