@@ -2,12 +2,15 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <compare>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "tav/contracts/json_coder.hpp"
 
@@ -31,10 +34,29 @@ class Uuid {
   void writeTo(char* out) const;
   const std::array<std::uint8_t, 16>& bytes() const { return bytes_; }
 
-  friend constexpr auto operator<=>(const Uuid&, const Uuid&) = default;
-  friend constexpr bool operator==(const Uuid&, const Uuid&) = default;
+  /// Byte by byte, as the bytes are written. Ids are compared in every map look-up, so both are done
+  /// on two 64-bit words instead of a call to memcmp.
+  friend constexpr std::strong_ordering operator<=>(const Uuid& a, const Uuid& b) {
+    if (std::is_constant_evaluated()) return a.bytes_ <=> b.bytes_;
+    if (const auto order = a.word(0) <=> b.word(0); order != 0) return order;
+    return a.word(1) <=> b.word(1);
+  }
+  friend constexpr bool operator==(const Uuid& a, const Uuid& b) {
+    if (std::is_constant_evaluated()) return a.bytes_ == b.bytes_;
+    return a.word(0) == b.word(0) && a.word(1) == b.word(1);
+  }
 
  private:
+  friend struct std::hash<Uuid>;
+
+  /// Bytes 8 * k to 8 * k + 7 as a big-endian number, so that words order as the bytes do.
+  std::uint64_t word(int k) const {
+    std::uint64_t value;
+    std::memcpy(&value, bytes_.data() + 8 * k, sizeof value);
+    if constexpr (std::endian::native == std::endian::little) value = __builtin_bswap64(value);
+    return value;
+  }
+
   std::array<std::uint8_t, 16> bytes_{};
 };
 
@@ -55,10 +77,8 @@ struct std::hash<tav::Uuid> {
   /// Every bit of the id reaches every bit of the hash (ids that differ only in their last bytes are
   /// common in tests and stock content).
   std::size_t operator()(const tav::Uuid& id) const noexcept {
-    std::uint64_t a = 0;
-    std::uint64_t b = 0;
-    for (int i = 0; i < 8; ++i) a = (a << 8) | static_cast<std::uint64_t>(id.bytes()[i]);
-    for (int i = 8; i < 16; ++i) b = (b << 8) | static_cast<std::uint64_t>(id.bytes()[i]);
+    const std::uint64_t a = id.word(0);
+    const std::uint64_t b = id.word(1);
     std::uint64_t h = a ^ (b * 0x9E3779B97F4A7C15ULL) ^ (b >> 29);
     h ^= h >> 33;
     h *= 0xFF51AFD7ED558CCDULL;

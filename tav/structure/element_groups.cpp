@@ -127,30 +127,39 @@ std::optional<FolderGroup> Scene::folderGroupContaining(const Uuid& elementID) c
 }
 
 std::vector<FolderGroup> Scene::folderGroups() const {
-  // One pass over the layers fills every folder at once; slots follow the map's order, so folders
-  // with equal lower bounds come out the same every time.
-  detail::GroupIndex index(groups());
-  std::vector<FolderGroup> bySlot(index.size());
+  // Each folder's members are counted and its range found in one pass over the layers; then only the
+  // folders that have members are built, in their final order, each member copied once into storage
+  // of its final size.
+  const detail::GroupIndex index(groups());
   const auto& list = elements();
+  const std::vector<std::uint32_t> memberSlots = index.memberSlots(list);
+  std::vector<std::uint32_t> memberCount(index.size(), 0);
+  std::vector<IndexRange> range(index.size());
+  std::vector<std::uint32_t> present;  // the slots of folders with members
   for (std::size_t i = 0; i < list.size(); ++i) {
-    const auto& membership = list[i].groupMembership();
-    if (!membership) continue;
-    std::size_t slot = index.slotOf(membership->groupID);
-    if (slot == detail::GroupIndex::npos || !index.isFolder(slot)) continue;
-    auto& folder = bySlot[slot];
-    if (folder.members.empty()) folder.indexRange.lowerBound = i;
-    folder.indexRange.upperBound = i;
-    folder.members.push_back(list[i]);
+    const std::uint32_t slot = memberSlots[i];
+    if (slot >= index.size() || !index.isFolder(slot)) continue;
+    if (memberCount[slot]++ == 0) {
+      range[slot].lowerBound = i;
+      present.push_back(slot);
+    }
+    range[slot].upperBound = i;
   }
-  std::vector<FolderGroup> result;
-  for (std::size_t slot = 0; slot < bySlot.size(); ++slot) {
-    if (bySlot[slot].members.empty()) continue;
-    bySlot[slot].group = index.group(slot);
-    result.push_back(std::move(bySlot[slot]));
+  // Ordered by first member. A layer stands in one group only, so no two folders share one, and
+  // `present` is already in that order.
+  std::vector<FolderGroup> result(present.size());
+  std::vector<std::uint32_t> resultOf(index.size(), 0);
+  for (std::size_t k = 0; k < present.size(); ++k) {
+    const std::uint32_t slot = present[k];
+    resultOf[slot] = static_cast<std::uint32_t>(k);
+    result[k].group = index.group(slot);
+    result[k].indexRange = range[slot];
+    result[k].members.reserve(memberCount[slot]);
   }
-  std::stable_sort(result.begin(), result.end(), [](const FolderGroup& a, const FolderGroup& b) {
-    return a.indexRange.lowerBound < b.indexRange.lowerBound;
-  });
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    const std::uint32_t slot = memberSlots[i];
+    if (slot < index.size() && index.isFolder(slot)) result[resultOf[slot]].members.push_back(list[i]);
+  }
   return result;
 }
 
