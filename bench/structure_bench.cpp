@@ -23,6 +23,7 @@
 #include "tav/contracts/json_coder.hpp"
 #include "tav/scene/scene.hpp"
 #include "tav/structure/folder_group.hpp"
+#include "tav/structure/group_member_counts.hpp"
 #include "tav/testing/scene_builders.hpp"
 
 namespace tav::bench {

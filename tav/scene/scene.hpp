@@ -32,6 +32,7 @@
 namespace tav {
 
 struct FolderGroup;
+class GroupMemberCounts;
 
 /// Formats by aspect; iterates in the order of AspectRatio's cases.
 using SceneFormatMap = std::map<AspectRatio, SceneFormat>;
@@ -255,8 +256,8 @@ class Scene {
   /// The elements, in array order, whose group is `groupID` or lies inside it.
   std::vector<SceneElement> elementsRecursive(const Uuid& groupID) const;
   /// For every group, how many elements stand in it directly or in groups inside it. Groups with no
-  /// such element have no entry.
-  std::unordered_map<Uuid, int> transitiveMemberCounts() const;
+  /// such element have no entry. (tav/structure/group_member_counts.hpp)
+  GroupMemberCounts transitiveMemberCounts() const;
   /// The innermost mask folder around the element.
   std::optional<Uuid> maskGroupAncestorOfElement(const Uuid& elementID) const;
   /// The innermost mask folder that is `groupID` or around it.

@@ -1,12 +1,12 @@
 // The read-only structure questions of a scene format: folders, ancestry, members and mask roles.
 #include <algorithm>
 #include <cstdint>
-#include <unordered_map>
 #include <unordered_set>
 
 #include "tav/scene/scene.hpp"
 #include "tav/structure/folder_group.hpp"
 #include "tav/structure/group_index.hpp"
+#include "tav/structure/group_member_counts.hpp"
 #include "tav/structure/uuid_index.hpp"
 
 namespace tav {
@@ -93,15 +93,16 @@ std::vector<SceneElement> Scene::elementsRecursive(const Uuid& groupID) const {
   return result;
 }
 
-std::unordered_map<Uuid, int> Scene::transitiveMemberCounts() const {
-  detail::GroupIndex index(groups());
-  auto bySlot = detail::transitiveMemberCountsBySlot(index.memberSlots(elements()), index);
-  std::unordered_map<Uuid, int> counts;
-  counts.reserve(bySlot.size());
+GroupMemberCounts Scene::transitiveMemberCounts() const {
+  const detail::GroupIndex index(groups());
+  const auto bySlot = detail::transitiveMemberCountsBySlot(index.memberSlots(elements()), index);
+  // Slots follow the map's order, so the entries come out sorted by id.
+  std::vector<GroupMemberCounts::value_type> entries;
+  entries.reserve(bySlot.size());
   for (std::size_t slot = 0; slot < bySlot.size(); ++slot) {
-    if (bySlot[slot] > 0) counts.emplace(index.key(slot), bySlot[slot]);
+    if (bySlot[slot] > 0) entries.emplace_back(index.key(slot), bySlot[slot]);
   }
-  return counts;
+  return GroupMemberCounts::fromSorted(std::move(entries));
 }
 
 std::optional<FolderGroup> Scene::folderGroupWithID(const Uuid& groupID) const {

@@ -1,6 +1,9 @@
+#include <stdexcept>
+
 #include <gtest/gtest.h>
 
 #include "tav/structure/folder_group.hpp"
+#include "tav/structure/group_member_counts.hpp"
 #include "tav/testing/scene_builders.hpp"
 
 namespace tav {
@@ -70,6 +73,8 @@ TEST(ElementGroups, AncestryWalksStopAtCyclesAndMissingParents) {
   auto counts = scene.transitiveMemberCounts();
   EXPECT_EQ(std::tuple(counts.at(id(50)), counts.at(id(53))), std::tuple(1, 1));
   EXPECT_FALSE(counts.contains(id(51)));
+  EXPECT_EQ(counts.countOf(id(51)), 0);
+  EXPECT_THROW(counts.at(id(51)), std::out_of_range);
 }
 
 TEST(ElementGroups, MaskGroupQueries) {

@@ -2,30 +2,14 @@
 
 namespace tav::detail {
 
-namespace {
-
-std::uint64_t hashOf(const Uuid& id) { return std::hash<Uuid>()(id); }
-
-}  // namespace
-
-GroupIndex::GroupIndex(const SceneElementGroupMap& groups) {
+GroupIndex::GroupIndex(const SceneElementGroupMap& groups) : slots_(groups.size()) {
   const std::size_t n = groups.size();
   groups_.reserve(n);
-  keys_.reserve(n);
   kinds_.reserve(n);
   maskGroups_.reserve(n);
-  // At most half full, so that a look-up of a missing id ends after a probe or two.
-  std::size_t capacity = 16;
-  while (capacity < 2 * n) capacity *= 2;
-  table_.assign(capacity, 0);
-  tableMask_ = capacity - 1;
   for (const auto& [id, group] : groups) {
-    const std::uint64_t hash = hashOf(id);
-    std::size_t at = hash & tableMask_;
-    while (table_[at] != 0) at = (at + 1) & tableMask_;  // keys of a map are distinct
-    table_[at] = (hash & 0xFFFF'FFFF'0000'0000ULL) | (groups_.size() + 1);
+    slots_.insert(id);  // the map's keys are distinct: slot k is the k-th group
     groups_.push_back(&group);
-    keys_.push_back(id);
     kinds_.push_back(group.kind);
     maskGroups_.push_back(group.isMaskGroup() ? 1 : 0);
   }
@@ -34,18 +18,6 @@ GroupIndex::GroupIndex(const SceneElementGroupMap& groups) {
     if (groups_[slot]->parentGroupID) parents_[slot] = slotOf(*groups_[slot]->parentGroupID);
   }
   stamps_.assign(n, 0);
-}
-
-std::size_t GroupIndex::slotOf(const Uuid& id) const {
-  const std::uint64_t hash = hashOf(id);
-  const std::uint64_t tag = hash & 0xFFFF'FFFF'0000'0000ULL;
-  for (std::size_t at = hash & tableMask_;; at = (at + 1) & tableMask_) {
-    const std::uint64_t entry = table_[at];
-    if (entry == 0) return npos;
-    if ((entry & 0xFFFF'FFFF'0000'0000ULL) != tag) continue;
-    const std::size_t slot = static_cast<std::size_t>(entry & 0xFFFF'FFFFULL) - 1;
-    if (keys_[slot] == id) return slot;
-  }
 }
 
 std::vector<std::uint32_t> GroupIndex::memberSlots(const std::vector<SceneElement>& elements) const {

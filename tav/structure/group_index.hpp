@@ -9,6 +9,7 @@
 
 #include "tav/scene/scene_format.hpp"
 #include "tav/structure/link_graph.hpp"
+#include "tav/structure/uuid_slots.hpp"
 
 namespace tav::detail {
 
@@ -19,9 +20,12 @@ class GroupIndex {
   /// Slots follow the map's own order (ascending id).
   explicit GroupIndex(const SceneElementGroupMap& groups);
 
-  std::size_t size() const { return keys_.size(); }
+  std::size_t size() const { return groups_.size(); }
   /// The slot of `id`, or npos when no group has it.
-  std::size_t slotOf(const Uuid& id) const;
+  std::size_t slotOf(const Uuid& id) const {
+    const std::uint32_t slot = slots_.find(id);
+    return slot == UuidSlots::npos ? npos : slot;
+  }
   /// The group's whole record. The passes ask kind() and isMaskGroup() instead where that is all they
   /// need: the records lie scattered over the map's nodes, the answers side by side.
   const SceneElementGroup& group(std::size_t slot) const { return *groups_[slot]; }
@@ -30,7 +34,7 @@ class GroupIndex {
   bool isMaskGroup(std::size_t slot) const { return maskGroups_[slot] != 0; }
   /// The id the group is stored under. A damaged document may store a group under another id than
   /// its record's own: look-ups and links always go by this one.
-  const Uuid& key(std::size_t slot) const { return keys_[slot]; }
+  const Uuid& key(std::size_t slot) const { return slots_.id(static_cast<std::uint32_t>(slot)); }
   /// The slot of the parent group; npos when there is none or it names no group.
   std::size_t parent(std::size_t slot) const { return parents_[slot]; }
   /// parent(slot) of every slot, for LinkGraph.
@@ -57,16 +61,10 @@ class GroupIndex {
 
  private:
   std::vector<const SceneElementGroup*> groups_;
-  std::vector<Uuid> keys_;
+  UuidSlots slots_;
   std::vector<std::size_t> parents_;
   std::vector<SceneElementGroupKind> kinds_;
   std::vector<std::uint8_t> maskGroups_;
-  // Open addressing over the slots: each entry holds slot + 1 (0 is empty) in its low half and the
-  // top of the id's hash in its high half, so a probe compares a key only when the hashes agree.
-  // Eight bytes an entry, where a table holding the ids would take 24: the passes look up every layer's
-  // group, and 10,000 groups then stay in L2 beside the layers being read.
-  std::vector<std::uint64_t> table_;
-  std::size_t tableMask_ = 0;
   mutable std::vector<std::uint32_t> stamps_;
   mutable std::uint32_t generation_ = 0;
 };

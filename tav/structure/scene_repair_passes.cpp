@@ -3,6 +3,7 @@
 // ids are looked up in flat maps, folder chains are walked over a flat group index.
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "tav/structure/group_index.hpp"
 #include "tav/structure/link_graph.hpp"
 #include "tav/structure/uuid_index.hpp"
+#include "tav/structure/uuid_slots.hpp"
 
 namespace tav {
 namespace {
@@ -365,27 +367,39 @@ namespace {
 /// empty list when no layer stands in a frame of the array.
 std::vector<std::size_t> frameRenderIndices(const std::vector<SceneElement>& elements) {
   const std::size_t n = elements.size();
-  UuidMap<std::size_t> indexOf;
+  // Every frame id a layer names gets a slot; then one more read of every layer finds the first
+  // index of each such id, and for each layer the slots of its frame and (for a frame) of its own id.
+  // The rest works on these arrays without going back to the layers.
+  constexpr std::uint32_t kNoPosition = detail::UuidSlots::npos;
+  detail::UuidSlots frames;
   for (const auto& element : elements) {
-    if (element.frameID()) indexOf.tryEmplace(*element.frameID(), kNoIndex);
+    if (element.frameID()) frames.insert(*element.frameID());
   }
-  if (indexOf.empty()) return {};
-  findFirstIndices(elements, indexOf);
+  if (frames.size() == 0) return {};
+  std::vector<std::uint32_t> firstIndex(frames.size(), kNoPosition);
+  std::vector<std::uint32_t> frameSlot(n, kNoPosition);
+  std::vector<std::uint32_t> ownSlot(n, kNoPosition);
+  for (std::size_t i = 0; i < n; ++i) {
+    const SceneElement& element = elements[i];
+    if (const std::uint32_t own = frames.find(element.id()); own != kNoPosition) {
+      if (firstIndex[own] == kNoPosition) firstIndex[own] = static_cast<std::uint32_t>(i);
+      if (element.type().isFrame()) ownSlot[i] = own;
+    }
+    if (element.frameID()) frameSlot[i] = frames.find(*element.frameID());
+  }
   // Children by the first index of their frame's id, in array order.
-  std::vector<std::size_t> parentOf(n, GroupIndex::npos);
+  std::vector<std::uint32_t> parentOf(n, kNoPosition);
   bool anyChild = false;
   for (std::size_t i = 0; i < n; ++i) {
-    const auto& frameID = elements[i].frameID();
-    if (!frameID) continue;
-    if (const std::size_t* frame = indexOf.find(*frameID); frame != nullptr && *frame != kNoIndex) {
-      parentOf[i] = *frame;
+    if (frameSlot[i] != kNoPosition && firstIndex[frameSlot[i]] != kNoPosition) {
+      parentOf[i] = firstIndex[frameSlot[i]];
       anyChild = true;
     }
   }
   if (!anyChild) return {};
   const detail::CompactLists children = detail::compactLists(n, [&](auto&& visit) {
     for (std::size_t i = 0; i < n; ++i) {
-      if (parentOf[i] != GroupIndex::npos) visit(parentOf[i], i);
+      if (parentOf[i] != kNoPosition) visit(parentOf[i], i);
     }
   });
 
@@ -395,26 +409,23 @@ std::vector<std::size_t> frameRenderIndices(const std::vector<SceneElement>& ele
   // Depth-first with an explicit stack, so deeply nested frames cannot exhaust the call stack. A frame
   // is emitted after its children, each child's subtree in array order.
   struct Visit {
-    std::size_t index;
-    std::size_t childKey;  // where this layer's children are listed
-    std::size_t nextChild;
+    std::uint32_t index;
+    std::uint32_t childKey;  // where this layer's children are listed; kNoPosition for none
+    std::uint32_t nextChild;
   };
   std::vector<Visit> stack;
   auto push = [&](std::size_t i) {
     visited[i] = true;
     // Children belong to the frame's id: a second layer with the same id lists the same children.
-    std::size_t key = kNoIndex;
-    if (elements[i].type().isFrame()) {
-      if (const std::size_t* first = indexOf.find(elements[i].id())) key = *first;
-    }
-    stack.push_back({i, key, key == kNoIndex ? 0 : children.begin(key)});
+    const std::uint32_t key = ownSlot[i] != kNoPosition ? firstIndex[ownSlot[i]] : kNoPosition;
+    stack.push_back({static_cast<std::uint32_t>(i), key, key == kNoPosition ? 0 : children.start[key]});
   };
   auto emit = [&](std::size_t root) {
     if (visited[root]) return;
     push(root);
     while (!stack.empty()) {
       Visit& top = stack.back();
-      if (top.childKey != kNoIndex && top.nextChild < children.end(top.childKey)) {
+      if (top.childKey != kNoPosition && top.nextChild < children.end(top.childKey)) {
         std::size_t child = children.items[top.nextChild++];
         if (!visited[child]) push(child);
         continue;
@@ -424,7 +435,7 @@ std::vector<std::size_t> frameRenderIndices(const std::vector<SceneElement>& ele
     }
   };
   for (std::size_t i = 0; i < n; ++i) {
-    if (parentOf[i] == GroupIndex::npos) emit(i);
+    if (parentOf[i] == kNoPosition) emit(i);
   }
   // Only layers on a cycle of frame links are left.
   for (std::size_t i = 0; i < n; ++i) {

@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "tav/structure/group_member_counts.hpp"
 #include "tav/testing/scene_builders.hpp"
 
 namespace tav {

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tav/structure/group_member_counts.hpp"
 #include "tav/testing/scene_builders.hpp"
 
 namespace tav {
