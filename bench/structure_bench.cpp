@@ -70,8 +70,11 @@ void reportScaling(benchmark::State& state, const std::vector<Operation>& list, 
   for (auto _ : state) {
     for (const auto& operation : list) {
       if (const char* only = std::getenv("TAV_BENCH_ONLY"); only && std::string(only) != operation.name) continue;
-      const ScalingTimes times = bestScalingTimes(
-          [&](int size, int rounds) { return bestSecondsOnColdCopy(size == 0 ? small : large, rounds, operation.run); });
+      const ScalingTimes times = inForkedChild([&] {
+        return bestScalingTimes([&](int size, int rounds) {
+          return bestSecondsOnColdCopy(size == 0 ? small : large, rounds, operation.run);
+        });
+      });
       state.counters[operation.name] = times.ratio();
       if (std::getenv("TAV_BENCH_VERBOSE")) {
         std::fprintf(stderr, "%s: %.1f us small, %.1f us large\n", operation.name, times.small * 1e6, times.large * 1e6);
