@@ -303,19 +303,21 @@ void Scene::normaliseGroupContiguity() {
 
   // Each level's units in the order of their front-most layers: layers are units 0..n-1, folder
   // nodes n + slot; the top level is list groupCount.
-  std::vector<std::pair<std::size_t, std::size_t>> foldersByFront;  // front-most layer, slot
-  for (std::size_t slot = 0; slot < groupCount; ++slot) {
-    if (node[slot] == slot && frontMost[slot] != GroupIndex::npos) foldersByFront.emplace_back(frontMost[slot], slot);
-  }
-  std::sort(foldersByFront.begin(), foldersByFront.end());
+  // The folder nodes by their front-most layer, bucketed rather than sorted: a chain of nested folders
+  // shares one front-most layer, and a sort would add a log factor to the deepest documents. Folders
+  // sharing one stand in different levels, so their order among themselves does not matter.
+  const detail::CompactLists foldersByFront = detail::compactLists(n, [&](auto&& visit) {
+    for (std::size_t slot = 0; slot < groupCount; ++slot) {
+      if (node[slot] == slot && frontMost[slot] != GroupIndex::npos) visit(frontMost[slot], slot);
+    }
+  });
   auto listOf = [&](std::size_t container) { return container == GroupIndex::npos ? groupCount : container; };
   // Every unit in array order of its front-most layer, with the list it joins.
   auto forEachUnit = [&](auto&& visit) {
-    std::size_t nextFolder = 0;
     for (std::size_t i = 0; i < n; ++i) {
       // Folders whose front-most layer this is come first: the layer lies inside them.
-      for (; nextFolder < foldersByFront.size() && foldersByFront[nextFolder].first == i; ++nextFolder) {
-        const std::size_t slot = foldersByFront[nextFolder].second;
+      for (std::size_t k = foldersByFront.begin(i); k < foldersByFront.end(i); ++k) {
+        const std::size_t slot = foldersByFront.items[k];
         visit(listOf(containerOf(slot)), n + slot);
       }
       visit(listOf(layerFolder[i]), i);
