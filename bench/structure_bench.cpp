@@ -64,13 +64,14 @@ void BM_Structure(benchmark::State& state, const Operation& operation) {
   runOnFreshCopies(state, generatedScene(static_cast<std::size_t>(state.range(0))), operation.run);
 }
 
-/// For every operation, time(large) / time(small) as a counter (bestScalingTimes), every round
+/// For every operation, time(large) / time(small) as a counter (bestScalingTimes, the median of three
+/// forked trials by medianOfForkedTrials), every round
 /// starting with cold caches.
 void reportScaling(benchmark::State& state, const std::vector<Operation>& list, const Scene& small, const Scene& large) {
   for (auto _ : state) {
     for (const auto& operation : list) {
       if (const char* only = std::getenv("TAV_BENCH_ONLY"); only && std::string(only) != operation.name) continue;
-      const ScalingTimes times = inForkedChild([&] {
+      const ScalingTimes times = medianOfForkedTrials([&] {
         return bestScalingTimes([&](int size, int rounds) {
           return bestSecondsOnColdCopy(size == 0 ? small : large, rounds, operation.run);
         });

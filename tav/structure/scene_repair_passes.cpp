@@ -85,9 +85,12 @@ void Scene::cleanupOrphanGroups() {
       if (index.group(slot).parentGroupID) format.groups.at(index.key(slot)).parentGroupID.reset();
     }
   }
-  std::size_t slot = 0;
-  for (auto it = format.groups.begin(); it != format.groups.end(); ++slot) {
-    it = keep[slot] ? std::next(it) : format.groups.erase(it);
+  // The map's nodes lie scattered over the heap: walk them again only when some group goes.
+  if (std::find(keep.begin(), keep.end(), false) != keep.end()) {
+    std::size_t slot = 0;
+    for (auto it = format.groups.begin(); it != format.groups.end(); ++slot) {
+      it = keep[slot] ? std::next(it) : format.groups.erase(it);
+    }
   }
 
   repairMaskReferences();
