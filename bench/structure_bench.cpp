@@ -64,9 +64,8 @@ void BM_Structure(benchmark::State& state, const Operation& operation) {
   runOnFreshCopies(state, generatedScene(static_cast<std::size_t>(state.range(0))), operation.run);
 }
 
-/// For every operation, time(large) / time(small) as a counter (bestScalingTimes, the median of three
-/// forked trials by medianOfForkedTrials), every round
-/// starting with cold caches.
+/// For every operation, time(large) / time(small) as a counter: the best rounds (bestScalingTimes),
+/// every round starting with cold caches, in the median of three forked trials (medianOfForkedTrials).
 void reportScaling(benchmark::State& state, const std::vector<Operation>& list, const Scene& small, const Scene& large) {
   for (auto _ : state) {
     for (const auto& operation : list) {
