@@ -267,14 +267,13 @@ void Scene::normaliseGroupContiguity() {
   // The folder tree: a folder's parent is its parent group when that is a folder too. A split group
   // ends the chain, so its bookends never move with a folder. The folders of a cycle of parents
   // (a damaged document) all hold the same layers, so the cycle is one node, named by its first slot.
-  auto isFolder = [&](std::size_t slot) { return index.isFolder(slot); };
   std::vector<std::size_t> folderParent(groupCount, GroupIndex::npos);
   bool anyFolder = false;
   for (std::size_t slot = 0; slot < groupCount; ++slot) {
-    if (!isFolder(slot)) continue;
+    if (!index.isFolder(slot)) continue;
     anyFolder = true;
     const std::size_t parent = index.parent(slot);
-    if (parent != GroupIndex::npos && isFolder(parent)) folderParent[slot] = parent;
+    if (parent != GroupIndex::npos && index.isFolder(parent)) folderParent[slot] = parent;
   }
   if (!anyFolder) return;
   const detail::LinkGraph graph(folderParent);
@@ -295,7 +294,7 @@ void Scene::normaliseGroupContiguity() {
   for (std::size_t i = 0; i < n; ++i) {
     if (!elements[i].groupMembership()) continue;
     const std::size_t slot = index.slotOf(elements[i].groupMembership()->groupID);
-    if (slot == GroupIndex::npos || !isFolder(slot)) continue;
+    if (slot == GroupIndex::npos || !index.isFolder(slot)) continue;
     layerFolder[i] = node[slot];
     frontMost[node[slot]] = std::min(frontMost[node[slot]], i);
   }

@@ -15,7 +15,8 @@ namespace tav::detail {
 /// The ids themselves lie in one array; the table over them holds 8-byte entries (slot + 1 in the low
 /// half, the top of the id's hash in the high half), so that a probe compares ids only when the hashes
 /// agree. Where a table holding the ids would take 24 bytes an entry, 10,000 ids then stay in L2 beside
-/// the layers a pass is reading. Not thread-safe.
+/// the layers a pass is reading. Holds fewer than 2^32 - 1 ids (the layers or groups of one format).
+/// Not thread-safe.
 class UuidSlots {
  public:
   static constexpr std::uint32_t npos = std::numeric_limits<std::uint32_t>::max();
@@ -29,24 +30,18 @@ class UuidSlots {
 
   /// The slot of `id`, or npos.
   std::uint32_t find(const Uuid& id) const {
-    const std::uint64_t hash = hashOf(id);
-    for (std::size_t at = hash & mask_;; at = (at + 1) & mask_) {
-      const std::uint64_t entry = table_[at];
-      if (entry == 0) return npos;
-      if ((entry & kTagBits) == (hash & kTagBits) && ids_[slotIn(entry)] == id) return slotIn(entry);
-    }
+    const std::uint64_t entry = table_[locate(id, hashOf(id))];
+    return entry == 0 ? npos : slotIn(entry);
   }
 
   /// The slot of `id`, numbering it next when it is new.
   std::uint32_t insert(const Uuid& id) {
     if ((ids_.size() + 1) * 4 > table_.size() * 3) resize(2 * (ids_.size() + 1));
     const std::uint64_t hash = hashOf(id);
-    std::size_t at = hash & mask_;
-    for (; table_[at] != 0; at = (at + 1) & mask_) {
-      if ((table_[at] & kTagBits) == (hash & kTagBits) && ids_[slotIn(table_[at])] == id) return slotIn(table_[at]);
-    }
+    const std::size_t at = locate(id, hash);
+    if (table_[at] != 0) return slotIn(table_[at]);
     const auto slot = static_cast<std::uint32_t>(ids_.size());
-    table_[at] = (hash & kTagBits) | (std::uint64_t{slot} + 1);
+    table_[at] = entryFor(slot, hash);
     ids_.push_back(id);
     return slot;
   }
@@ -56,6 +51,18 @@ class UuidSlots {
 
   static std::uint64_t hashOf(const Uuid& id) { return std::hash<Uuid>()(id); }
   static std::uint32_t slotIn(std::uint64_t entry) { return static_cast<std::uint32_t>(entry) - 1; }
+  static std::uint64_t entryFor(std::uint32_t slot, std::uint64_t hash) {
+    return (hash & kTagBits) | (std::uint64_t{slot} + 1);
+  }
+
+  /// Where `id` is in the table, or the empty entry where it would go.
+  std::size_t locate(const Uuid& id, std::uint64_t hash) const {
+    std::size_t at = hash & mask_;
+    while (table_[at] != 0 && ((table_[at] & kTagBits) != (hash & kTagBits) || ids_[slotIn(table_[at])] != id)) {
+      at = (at + 1) & mask_;
+    }
+    return at;
+  }
 
   /// At most three quarters full: a look-up of a missing id then ends after a few probes, mostly
   /// within one cache line of eight entries.
@@ -68,9 +75,7 @@ class UuidSlots {
     ids_.reserve(expected);
     for (std::size_t slot = 0; slot < ids_.size(); ++slot) {
       const std::uint64_t hash = hashOf(ids_[slot]);
-      std::size_t at = hash & mask_;
-      while (table_[at] != 0) at = (at + 1) & mask_;
-      table_[at] = (hash & kTagBits) | (std::uint64_t{slot} + 1);
+      table_[locate(ids_[slot], hash)] = entryFor(static_cast<std::uint32_t>(slot), hash);
     }
   }
 
