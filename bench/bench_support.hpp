@@ -187,8 +187,8 @@ const Fixture& fixtureOfSize(std::size_t layers) {
 /// Registers `<prefix>/<operation>` at 1,000 and 10,000 layers for every operation, and `scalingName`,
 /// which reports time(10,000 layers) / time(1,000 layers) per operation, best of 60 rounds each
 /// (bestScalingTimes), every round starting with cold caches, the median of three forked trials
-/// (medianOfForkedTrials; target at most 15). `fixture(n)` gives
-/// the fixture of n layers and must outlive the benchmarks. Set TAV_BENCH_VERBOSE to see the times
+/// (medianOfForkedTrials; target at most 15). `fixture(n)` gives the fixture of n layers and must
+/// outlive the benchmarks. Set TAV_BENCH_VERBOSE to see the times
 /// behind the ratios.
 template <class Fixture>
 bool registerScalingSuite(const char* prefix, const char* scalingName,
@@ -212,7 +212,7 @@ bool registerScalingSuite(const char* prefix, const char* scalingName,
                                [operations, time, fixture](benchmark::State& state) {
                                  for (auto _ : state) {
                                    for (const auto& operation : operations) {
-                                     fixture(1000);
+                                     fixture(1000);  // built here, before forking, once for all children
                                      fixture(10000);
                                      const ScalingTimes times = medianOfForkedTrials([&] {
                                        return bestScalingTimes([&](int size, int rounds) {
