@@ -9,6 +9,7 @@
 
 #include "tav/scene/scene.hpp"
 #include "tav/structure/compact_lists.hpp"
+#include "tav/structure/frame_links.hpp"
 #include "tav/structure/group_index.hpp"
 #include "tav/structure/link_graph.hpp"
 #include "tav/structure/uuid_index.hpp"
@@ -145,39 +146,19 @@ void Scene::repairMaskReferences() {
 
 void Scene::repairFrameMembership() {
   auto& elements = routedFormatForEditing().elements;
-  if (std::none_of(elements.begin(), elements.end(), [](const SceneElement& e) { return e.frameID().has_value(); })) {
-    return;
-  }
-  // One table answers every look-up below (a link's target, whether an id is a frame's, whether a
-  // layer is the first of its id): the first layer of each id the pass asks about, which are the ids
-  // links point at and the linked layers' own. It stays small when few layers stand in frames, and
-  // one table with one probe per question keeps the working set small when many do.
-  UuidMap<std::size_t> firstOfID;
-  for (const auto& element : elements) {
-    if (!element.frameID()) continue;
-    firstOfID.tryEmplace(*element.frameID(), kNoIndex);
-    firstOfID.tryEmplace(element.id(), kNoIndex);
-  }
-  // By the first layer of an id: whether any layer with that id is a frame (any such layer counts).
-  std::vector<bool> isFrameID(elements.size(), false);
-  std::vector<bool> isFirstOfID(elements.size(), false);
-  for (std::size_t i = 0; i < elements.size(); ++i) {
-    std::size_t* first = firstOfID.find(elements[i].id());
-    if (first == nullptr) continue;
-    if (*first == kNoIndex) {
-      *first = i;
-      isFirstOfID[i] = true;
-    }
-    if (elements[i].type().isFrame()) isFrameID[*first] = true;
-  }
-  auto linkTarget = [&](const std::optional<Uuid>& frameID) {
-    const std::size_t* at = frameID ? firstOfID.find(*frameID) : nullptr;
-    return at == nullptr ? kNoIndex : *at;
+  detail::FrameLinks links(elements);
+  if (links.empty()) return;
+  const std::size_t n = elements.size();
+  constexpr std::uint32_t kNone = detail::FrameLinks::npos;
+  auto linkTarget = [&](std::uint32_t slot) {
+    const std::uint32_t first = links.firstLayer(slot);
+    return first == kNone ? kNoIndex : std::size_t{first};
   };
+  auto& frameSlot = links.frameSlot;  // cleared as layers are released
 
   // The link of each layer, to the first layer of the id it names.
-  std::vector<std::size_t> next(elements.size(), kNoIndex);
-  for (std::size_t i = 0; i < elements.size(); ++i) next[i] = linkTarget(elements[i].frameID());
+  std::vector<std::size_t> next(n, kNoIndex);
+  for (std::size_t i = 0; i < n; ++i) next[i] = linkTarget(frameSlot[i]);
   // A layer's chain comes back to it exactly when it lies on a cycle of links, unless another layer
   // before it has its id (then the chain must reach that one). So a cycle is opened at its first
   // layer in array order, and every release of a layer on a cycle leaves that cycle open for the
@@ -186,33 +167,33 @@ void Scene::repairFrameMembership() {
   std::vector<bool> opened(graph.cycles().size(), false);
 
   // Per-walk marks by layer index, for the rare layer that shares its id with one before it.
-  std::vector<std::uint32_t> seen(elements.size(), 0);
+  std::vector<std::uint32_t> seen(n, 0);
   std::uint32_t walk = 0;
   auto chainReturnsTo = [&](std::size_t start) {
     ++walk;
-    const Uuid& startID = elements[start].id();
-    std::optional<Uuid> current = elements[start].frameID();
-    while (current) {
-      if (*current == startID) return true;
+    const std::uint32_t startSlot = links.ownSlot[start];
+    for (std::uint32_t current = frameSlot[start]; current != kNone;) {
+      if (current == startSlot) return true;
       const std::size_t at = linkTarget(current);
       if (at == kNoIndex || seen[at] == walk) return false;
       seen[at] = walk;
-      current = elements[at].frameID();
+      current = frameSlot[at];
     }
     return false;
   };
   auto returnsToItself = [&](std::size_t i) {
-    if (!isFirstOfID[i]) return chainReturnsTo(i);
+    if (links.firstOfSlot[links.ownSlot[i]] != i) return chainReturnsTo(i);
     const std::size_t cycle = graph.cycleOf(i);
     return cycle != detail::LinkGraph::npos && !opened[cycle];
   };
 
   // In array order, and each release shows at once: a cycle of frames opens at its first layer.
-  for (std::size_t i = 0; i < elements.size(); ++i) {
+  for (std::size_t i = 0; i < n; ++i) {
+    if (frameSlot[i] == kNone) continue;
+    if (next[i] != kNoIndex && links.isFrameSlot[frameSlot[i]] && !returnsToItself(i)) continue;
     auto& element = elements[i];
-    if (!element.frameID()) continue;
-    if (next[i] != kNoIndex && isFrameID[next[i]] && !returnsToItself(i)) continue;
     element.setFrameID(std::nullopt);
+    frameSlot[i] = kNone;  // later walks through this layer stop here
     element.settings().layout.reset();
     element.setSettingsUpdated(true);
     if (graph.cycleOf(i) != detail::LinkGraph::npos) opened[graph.cycleOf(i)] = true;
@@ -367,36 +348,18 @@ void Scene::repairAllFormats() {
 
 namespace {
 
-/// The indices of the layers in `elements` in frame render order (see Scene::frameRenderOrder), or an
+/// The indices of the layers of `links` in frame render order (see Scene::frameRenderOrder), or an
 /// empty list when no layer stands in a frame of the array.
-std::vector<std::size_t> frameRenderIndices(const std::vector<SceneElement>& elements) {
-  const std::size_t n = elements.size();
-  // Every frame id a layer names gets a slot; then one more read of every layer finds the first
-  // index of each such id, and for each layer the slots of its frame and (for a frame) of its own id.
-  // The rest works on these arrays without going back to the layers.
-  constexpr std::uint32_t kNoPosition = detail::UuidSlots::npos;
-  detail::UuidSlots frames;
-  for (const auto& element : elements) {
-    if (element.frameID()) frames.insert(*element.frameID());
-  }
-  if (frames.size() == 0) return {};
-  std::vector<std::uint32_t> firstIndex(frames.size(), kNoPosition);
-  std::vector<std::uint32_t> frameSlot(n, kNoPosition);
-  std::vector<std::uint32_t> ownSlot(n, kNoPosition);
-  for (std::size_t i = 0; i < n; ++i) {
-    const SceneElement& element = elements[i];
-    if (const std::uint32_t own = frames.find(element.id()); own != kNoPosition) {
-      if (firstIndex[own] == kNoPosition) firstIndex[own] = static_cast<std::uint32_t>(i);
-      if (element.type().isFrame()) ownSlot[i] = own;
-    }
-    if (element.frameID()) frameSlot[i] = frames.find(*element.frameID());
-  }
+std::vector<std::size_t> frameRenderIndices(const detail::FrameLinks& links) {
+  if (links.empty()) return {};
+  constexpr std::uint32_t kNoPosition = detail::FrameLinks::npos;
+  const std::size_t n = links.ownSlot.size();
   // Children by the first index of their frame's id, in array order.
   std::vector<std::uint32_t> parentOf(n, kNoPosition);
   bool anyChild = false;
   for (std::size_t i = 0; i < n; ++i) {
-    if (frameSlot[i] != kNoPosition && firstIndex[frameSlot[i]] != kNoPosition) {
-      parentOf[i] = firstIndex[frameSlot[i]];
+    if (const std::uint32_t parent = links.firstLayer(links.frameSlot[i]); parent != kNoPosition) {
+      parentOf[i] = parent;
       anyChild = true;
     }
   }
@@ -421,7 +384,7 @@ std::vector<std::size_t> frameRenderIndices(const std::vector<SceneElement>& ele
   auto push = [&](std::size_t i) {
     visited[i] = true;
     // Children belong to the frame's id: a second layer with the same id lists the same children.
-    const std::uint32_t key = ownSlot[i] != kNoPosition ? firstIndex[ownSlot[i]] : kNoPosition;
+    const std::uint32_t key = links.isFrame[i] ? links.firstOfSlot[links.ownSlot[i]] : kNoPosition;
     stack.push_back({static_cast<std::uint32_t>(i), key, key == kNoPosition ? 0 : children.start[key]});
   };
   auto emit = [&](std::size_t root) {
@@ -451,7 +414,7 @@ std::vector<std::size_t> frameRenderIndices(const std::vector<SceneElement>& ele
 }  // namespace
 
 std::vector<SceneElement> Scene::frameRenderOrder(const std::vector<SceneElement>& elements) {
-  auto order = frameRenderIndices(elements);
+  auto order = frameRenderIndices(detail::FrameLinks(elements));
   if (order.empty()) return elements;
   std::vector<SceneElement> ordered;
   ordered.reserve(elements.size());
@@ -461,9 +424,11 @@ std::vector<SceneElement> Scene::frameRenderOrder(const std::vector<SceneElement
 
 void Scene::normaliseFrameContiguity() {
   auto& elements = routedFormatForEditing().elements;
-  auto order = frameRenderIndices(elements);
+  const detail::FrameLinks links(elements);
+  auto order = frameRenderIndices(links);
+  // Layers that share an id are interchangeable here: an order that only swaps them changes nothing.
   bool unchanged = true;
-  for (std::size_t p = 0; p < order.size() && unchanged; ++p) unchanged = elements[order[p]].id() == elements[p].id();
+  for (std::size_t p = 0; p < order.size() && unchanged; ++p) unchanged = links.ownSlot[order[p]] == links.ownSlot[p];
   if (unchanged) return;
   std::vector<SceneElement> ordered;
   ordered.reserve(elements.size());

@@ -1,0 +1,38 @@
+// What the frame passes need of a format's layers, gathered in one read of them. A pass that reads
+// the layers a second time finds them in memory again once the format outgrows the core's cache, and
+// that second read then costs as much as the first; the frame links, ids and kinds fit in a few
+// arrays that stay in the cache.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "tav/scene/scene_element.hpp"
+#include "tav/structure/uuid_slots.hpp"
+
+namespace tav::detail {
+
+/// Every id that matters to frame membership, numbered densely (UuidSlots): the layers' own and the
+/// ones their frame links name. Empty, with no slot at all, when no layer stands in a frame: the
+/// common case costs one look at each layer.
+struct FrameLinks {
+  static constexpr std::uint32_t npos = UuidSlots::npos;
+
+  explicit FrameLinks(const std::vector<SceneElement>& elements);
+
+  bool empty() const { return ids.size() == 0; }
+  /// The first layer with the id numbered `slot`; npos when no layer has it, or for npos.
+  std::uint32_t firstLayer(std::uint32_t slot) const { return slot == npos ? npos : firstOfSlot[slot]; }
+
+  UuidSlots ids;
+  /// By slot: the first layer with that id, and whether any layer with that id is a frame.
+  std::vector<std::uint32_t> firstOfSlot;
+  std::vector<bool> isFrameSlot;
+  /// By position: the slot of the layer's own id, of the frame it names (npos for none), and whether
+  /// the layer is a frame.
+  std::vector<std::uint32_t> ownSlot;
+  std::vector<std::uint32_t> frameSlot;
+  std::vector<bool> isFrame;
+};
+
+}  // namespace tav::detail
