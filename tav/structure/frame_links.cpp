@@ -9,10 +9,10 @@ FrameLinks::FrameLinks(const std::vector<SceneElement>& elements) {
     return;
   }
   const std::size_t n = elements.size();
-  ids = UuidSlots(n);
-  firstOfSlot.reserve(n);
-  isFrameSlot.reserve(n);
-  auto slotOf = [&](const Uuid& id) {
+  ownSlot.assign(n, npos);
+  frameSlot.assign(n, npos);
+  isFrame.assign(n, false);
+  auto number = [&](const Uuid& id) {
     const std::uint32_t slot = ids.insert(id);
     if (slot == firstOfSlot.size()) {  // numbered just now
       firstOfSlot.push_back(npos);
@@ -20,19 +20,25 @@ FrameLinks::FrameLinks(const std::vector<SceneElement>& elements) {
     }
     return slot;
   };
-  ownSlot.resize(n);
-  frameSlot.assign(n, npos);
-  isFrame.assign(n, false);
+  auto record = [&](std::size_t i, std::uint32_t own) {
+    ownSlot[i] = own;
+    firstOfSlot[own] = std::min(firstOfSlot[own], static_cast<std::uint32_t>(i));
+    if (isFrame[i]) isFrameSlot[own] = true;
+  };
+  // A layer in a frame is numbered as it comes, with the id it links to. A layer in no frame matters
+  // only when some link names its id, and a later layer may be the one that does: those layers are
+  // looked up once more at the end, by id alone. So a document of nested frames is read once, and one
+  // with a few frames among many loose layers keeps a table of the few ids that matter.
   for (std::size_t i = 0; i < n; ++i) {
     const SceneElement& element = elements[i];
-    const std::uint32_t own = slotOf(element.id());
-    ownSlot[i] = own;
-    if (firstOfSlot[own] == npos) firstOfSlot[own] = static_cast<std::uint32_t>(i);
-    if (element.type().isFrame()) {
-      isFrame[i] = true;
-      isFrameSlot[own] = true;
-    }
-    if (element.frameID()) frameSlot[i] = slotOf(*element.frameID());
+    isFrame[i] = element.type().isFrame();
+    if (!element.frameID()) continue;
+    record(i, number(element.id()));
+    frameSlot[i] = number(*element.frameID());
+  }
+  for (std::size_t i = 0; i < n; ++i) {
+    if (frameSlot[i] != npos) continue;
+    if (const std::uint32_t own = ids.find(elements[i].id()); own != npos) record(i, own);
   }
 }
 

@@ -4,6 +4,7 @@
 // arrays that stay in the cache.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -12,15 +13,22 @@
 
 namespace tav::detail {
 
-/// Every id that matters to frame membership, numbered densely (UuidSlots): the layers' own and the
-/// ones their frame links name. Empty, with no slot at all, when no layer stands in a frame: the
-/// common case costs one look at each layer.
+/// Every id that matters to frame membership, numbered densely (UuidSlots): the ids frame links name
+/// and the own ids of the layers in frames. A layer in no frame has a slot only when a link names its
+/// id. Empty, with no slot at all, when no layer stands in a frame: the common case costs one look at
+/// each layer.
 struct FrameLinks {
   static constexpr std::uint32_t npos = UuidSlots::npos;
 
   explicit FrameLinks(const std::vector<SceneElement>& elements);
 
   bool empty() const { return ids.size() == 0; }
+  /// Whether the layers at positions `a` and `b` have the same id.
+  bool sameID(const std::vector<SceneElement>& elements, std::size_t a, std::size_t b) const {
+    if (a == b) return true;
+    if (ownSlot[a] != npos || ownSlot[b] != npos) return ownSlot[a] == ownSlot[b];
+    return elements[a].id() == elements[b].id();
+  }
   /// The first layer with the id numbered `slot`; npos when no layer has it, or for npos.
   std::uint32_t firstLayer(std::uint32_t slot) const { return slot == npos ? npos : firstOfSlot[slot]; }
 
@@ -28,8 +36,8 @@ struct FrameLinks {
   /// By slot: the first layer with that id, and whether any layer with that id is a frame.
   std::vector<std::uint32_t> firstOfSlot;
   std::vector<bool> isFrameSlot;
-  /// By position: the slot of the layer's own id, of the frame it names (npos for none), and whether
-  /// the layer is a frame.
+  /// By position: the slot of the layer's own id (npos for a layer whose id has none), of the frame it
+  /// names (npos for none), and whether the layer is a frame.
   std::vector<std::uint32_t> ownSlot;
   std::vector<std::uint32_t> frameSlot;
   std::vector<bool> isFrame;

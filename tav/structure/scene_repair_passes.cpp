@@ -384,7 +384,8 @@ std::vector<std::size_t> frameRenderIndices(const detail::FrameLinks& links) {
   auto push = [&](std::size_t i) {
     visited[i] = true;
     // Children belong to the frame's id: a second layer with the same id lists the same children.
-    const std::uint32_t key = links.isFrame[i] ? links.firstOfSlot[links.ownSlot[i]] : kNoPosition;
+    const std::uint32_t own = links.ownSlot[i];
+    const std::uint32_t key = links.isFrame[i] && own != kNoPosition ? links.firstOfSlot[own] : kNoPosition;
     stack.push_back({static_cast<std::uint32_t>(i), key, key == kNoPosition ? 0 : children.start[key]});
   };
   auto emit = [&](std::size_t root) {
@@ -428,7 +429,7 @@ void Scene::normaliseFrameContiguity() {
   auto order = frameRenderIndices(links);
   // Layers that share an id are interchangeable here: an order that only swaps them changes nothing.
   bool unchanged = true;
-  for (std::size_t p = 0; p < order.size() && unchanged; ++p) unchanged = links.ownSlot[order[p]] == links.ownSlot[p];
+  for (std::size_t p = 0; p < order.size() && unchanged; ++p) unchanged = links.sameID(elements, order[p], p);
   if (unchanged) return;
   std::vector<SceneElement> ordered;
   ordered.reserve(elements.size());

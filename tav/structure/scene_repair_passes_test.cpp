@@ -178,6 +178,10 @@ TEST(FrameRenderOrder, PutsEachSubtreeDirectlyInFrontOfItsFrame) {
   std::vector<SceneElement> cycle = {inFrame(frameLayer(10), 11), shapeLayer(12), inFrame(frameLayer(11), 10)};
   EXPECT_EQ(numbers(Scene::frameRenderOrder(cycle)), (std::vector<unsigned>{12, 10, 11}));
 
+  // Frame 20 holds nothing and no link names it: it stays a root where it stands.
+  std::vector<SceneElement> lone = {inFrame(shapeLayer(2), 1), frameLayer(20), frameLayer(1)};
+  EXPECT_EQ(numbers(Scene::frameRenderOrder(lone)), (std::vector<unsigned>{20, 2, 1}));
+
   Scene scene = sceneWith(layers);
   scene.normaliseFrameContiguity();
   EXPECT_EQ(numbers(scene.elements()), (std::vector<unsigned>{4, 1, 2, 3}));
