@@ -1,7 +1,6 @@
-// What the frame passes need of a format's layers, gathered in one read of them. A pass that reads
-// the layers a second time finds them in memory again once the format outgrows the core's cache, and
-// that second read then costs as much as the first; the frame links, ids and kinds fit in a few
-// arrays that stay in the cache.
+// What the frame passes need of a format's layers, gathered once: the frame links, ids and kinds fit
+// in a few arrays that stay in the cache. A pass that reads the layers a second time finds them in
+// memory again once the format outgrows the core's cache, and that read then costs as much as the first.
 #pragma once
 
 #include <cstddef>
