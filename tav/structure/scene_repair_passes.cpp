@@ -384,8 +384,7 @@ std::vector<std::size_t> frameRenderIndices(const detail::FrameLinks& links) {
   auto push = [&](std::size_t i) {
     visited[i] = true;
     // Children belong to the frame's id: a second layer with the same id lists the same children.
-    const std::uint32_t own = links.ownSlot[i];
-    const std::uint32_t key = links.isFrame[i] && own != kNoPosition ? links.firstOfSlot[own] : kNoPosition;
+    const std::uint32_t key = links.isFrame[i] ? links.firstLayer(links.ownSlot[i]) : kNoPosition;
     stack.push_back({static_cast<std::uint32_t>(i), key, key == kNoPosition ? 0 : children.start[key]});
   };
   auto emit = [&](std::size_t root) {
